@@ -1,0 +1,221 @@
+/*
+ * kxl.h - how a desktop application works together with the Kelda Updater.
+ *
+ * Conventions
+ *
+ *  (1) Ownership. Every pointer belongs to the caller, before, during and after the call. The
+ *      library reads strings and arrays only while the call runs, keeps none of them and hands
+ *      out no memory: there is nothing to free.
+ *  (2) Null. Every pointer may be null. A null where a value is needed is answered with
+ *      ESD_ERR_INVALIDDATA (or the code that an earlier check gives), never with a crash.
+ *  (3) Encoding. Strings end with a zero byte. Texts and paths are UTF-8 without conversion;
+ *      application identifiers hold bytes 1 to 127 only and are compared byte for byte.
+ *  (4) Threads. Every function may be called from any thread, at any time, and runs wholly on
+ *      the caller's thread. The library starts no thread, installs no signal handler, raises no
+ *      signal and changes neither locale, umask nor working directory. A thread that is
+ *      cancelled inside a call ends after it.
+ *  (5) Environment. The functions that start the updater hand it its task in environment
+ *      variables (KX_LAUNCH_MODE and others), with setenv(3) in the calling process. Some of them
+ *      stay set. KXL_ROOT, HOME and the XDG_* variables are read once a process.
+ *  (6) Waiting. Shared files are guarded by machine-wide locks that other processes hold for
+ *      milliseconds. A call waits for one only as long as its own text below says and then fails
+ *      with a documented code; apart from that it does a few file operations. Nothing waits for
+ *      the network.
+ *  (7) Results. Functions that answer a result code answer one of enum KXLResult, as int32_t. No
+ *      C++ exception leaves the library. A call that failed has left every shared file in its
+ *      old state, unless its text says otherwise.
+ *  (8) Trace. Calls, arguments and results are written to "kxlLib.log" in the user's data folder
+ *      ($XDG_DATA_HOME/Kelda/Updater6, else ~/.local/share/Kelda/Updater6). Nothing is ever
+ *      printed.
+ *  (9) ABI. libkxl.so.6 keeps these nine functions, their parameters and the meaning of every
+ *      code. New codes may be added: treat a code that you do not know as a failure.
+ *
+ * Valid C99 and C++17.
+ */
+#ifndef KXL_KXL_H
+#define KXL_KXL_H
+
+#include <stdbool.h>
+#include <stdint.h>
+
+#if defined(__GNUC__)
+#define KXL_API __attribute__((visibility("default")))
+#else
+#define KXL_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Result codes. The trace shows a code as number and name, "3(ESD_ERR_INVALIDDATA)"; the last
+ * four stand there without a name. */
+enum KXLResult {
+  ESD_ERR_OK = 0,                 /* done */
+  ESD_ERR_FAILURE = 1,            /* failed; also whatever went wrong inside the library */
+  ESD_ERR_KX = 2,                 /* the updater is not installed or could not be started */
+  ESD_ERR_INVALIDDATA = 3,        /* an argument is missing, too long or malformed */
+  ESD_ERR_REGISTRATIONFAILED = 4, /* the list of applications could not be written (rights, a
+                                     held lock, a full disk), or the user may not write it */
+  ESD_ERR_ALREADYREGISTERED = 5,  /* registered already with this very name and folder */
+  ESD_ERR_NOTREGISTERED = 6,      /* the application is not registered */
+  ESD_ERR_NOTENABLED = 7,         /* the administrator has switched updates off, or the user is
+                                     no administrator */
+  ESD_ERR_NOTIFY_PENDING = 8,     /* the updater is still looking; ask again later */
+  KXL_ALL_LISTED = 9,             /* every component was on the list already */
+  KXL_UPDATER_RUNNING = 12,       /* the updater is running already */
+  KXL_CHECK_SUPPRESSED = 13,      /* a hold suppresses scheduled checks */
+  KXL_SUPPRESS_FILE_BUSY = 14     /* the file of holds stayed locked for 3 seconds */
+};
+
+/* Why an update check is wanted. Any other value is a scheduled check that no hold suppresses. */
+typedef int32_t KXLTriggerType;
+enum { KXL_TRIGGER_MANUAL = 0, KXL_TRIGGER_SCHEDULED = 1 };
+
+/* One component that an application lacks. */
+typedef struct KXLMissingComponent {
+  const char* name;     /* "*" stands for any name */
+  const char* category; /* compared byte for byte */
+  const char* version;  /* up to four numbers, separated by a space, ',', '.' or '-' */
+} KXLMissingComponent;
+
+typedef struct KXLMissingComponentList {
+  uint32_t count; /* entries in components */
+  const KXLMissingComponent* const* components;
+} KXLMissingComponentList;
+
+/*
+ * Adds the application to the machine's list of applications that the updater looks after, or
+ * replaces its entry when the name or the folder has changed. Call it after installing and
+ * whenever the application finds that it was moved.
+ *
+ *  appIdentifier   1 to 256 bytes, each 1 to 127, for example "com.example.editor"
+ *  appDisplayName  1 to 512 bytes of UTF-8, the name that the updater shows
+ *  appFolderPath   1 to 255 bytes of UTF-8, the folder where the application is installed
+ *
+ * Only members of the machine's administrator group may register.
+ *
+ * Answers ESD_ERR_OK (the entry is on disk), ESD_ERR_ALREADYREGISTERED (nothing was written),
+ * ESD_ERR_INVALIDDATA, ESD_ERR_REGISTRATIONFAILED, or ESD_ERR_FAILURE when the folder of the list
+ * can be neither found nor made. A failed call leaves the list as it was, with one exception: a
+ * list that can be read but is damaged is set aside as KeldaESDGlobalApps.xml.damaged, and a new
+ * one is begun.
+ *
+ * Waits for the list's lock, 2 seconds at most, and once more as long when the first wait was in
+ * vain.
+ */
+KXL_API int32_t KXLRegisterApplication(const char* appIdentifier, const char* appDisplayName,
+                                       const char* appFolderPath);
+
+/*
+ * Takes the application off the list, with its per-application settings of this user. When it was
+ * the last one and the updater does not run, the updater is started to tidy up
+ * (KX_LAUNCH_MODE=5, which stays set in the caller's environment).
+ *
+ * Answers ESD_ERR_OK (whatever became of the updater's start), ESD_ERR_INVALIDDATA,
+ * ESD_ERR_NOTREGISTERED, ESD_ERR_REGISTRATIONFAILED (also when there is no list at all, when the
+ * user is no administrator and for the updater's own identifier "KeldaUpdater"), or
+ * ESD_ERR_FAILURE as above.
+ *
+ * Waits for the list's lock, twice 2 seconds at most.
+ */
+KXL_API int32_t KXLUnRegisterApplication(const char* appIdentifier);
+
+/*
+ * Answers 1 when this user may check for updates: the administrator has not switched updates off
+ * and the user is an administrator. Answers 0 otherwise, also on any failure. An application
+ * hides its "check for updates" command then. Reads one small file and waits for no lock.
+ */
+KXL_API int32_t KXLIsUpdateCheckEnabled(void);
+
+/*
+ * Starts the updater for a check: at once for a manual one, and for a scheduled one when automatic
+ * checks are on, the chosen interval has passed and no hold is running.
+ *
+ *  appIdentifier .. appFolderPath  as in KXLRegisterApplication; a null identifier checks for all
+ *                                  applications, the other two are not looked at then
+ *  appDisplayLang                  "en_US" or "en-us"; anything that has not this form counts as
+ *                                  none
+ *  bOverrideData                   true: registers name and folder first when they have changed
+ *
+ * Answers ESD_ERR_OK (also when a scheduled check is not due), ESD_ERR_KX, ESD_ERR_INVALIDDATA,
+ * ESD_ERR_NOTREGISTERED (registering first has failed), ESD_ERR_NOTENABLED, KXL_CHECK_SUPPRESSED
+ * or ESD_ERR_FAILURE.
+ */
+KXL_API int32_t KXLTriggerUpdateCheck(const char* appIdentifier, const char* appDisplayName,
+                                      const char* appFolderPath, const char* appDisplayLang,
+                                      KXLTriggerType triggerType, bool bOverrideData);
+
+/*
+ * Asks whether an update waits for the application. The first call starts the updater and answers
+ * ESD_ERR_NOTIFY_PENDING; call again with the same requestNumber, seconds later, until the answer
+ * is another one. ESD_ERR_OK means that the updater has answered: *result then holds its number,
+ * and the answer is used up. A damaged answer ends the request the same way and leaves *result
+ * alone.
+ *
+ *  appIdentifier .. appFolderPath  as in KXLRegisterApplication
+ *  requestNumber                   the caller's own number for this request
+ *  result                          receives the answer; may be null
+ *  bOverrideData                   as in KXLTriggerUpdateCheck
+ *
+ * Other answers: ESD_ERR_FAILURE, ESD_ERR_KX, ESD_ERR_INVALIDDATA, ESD_ERR_NOTREGISTERED,
+ * ESD_ERR_NOTENABLED. *result is written with ESD_ERR_OK only.
+ */
+KXL_API int32_t KXLIsUpdateAvailable(const char* appIdentifier, const char* appDisplayName,
+                                     const char* appFolderPath, uint32_t requestNumber,
+                                     int32_t* result, bool bOverrideData);
+
+/*
+ * Puts components that the application lacks on the user's list of components to fetch, then tells
+ * the running updater or starts it.
+ *
+ *  appIdentifier .. appDisplayLang  as in KXLTriggerUpdateCheck, the identifier is required
+ *  components                       required; a count above 0 needs an array
+ *  operationType                    recorded for the updater as it is
+ *  bOverrideData                    as in KXLTriggerUpdateCheck
+ *
+ * Answers ESD_ERR_OK, KXL_ALL_LISTED, ESD_ERR_FAILURE (components before the one that failed stay
+ * listed), ESD_ERR_KX (they are listed, but the updater is not installed), ESD_ERR_INVALIDDATA,
+ * ESD_ERR_NOTREGISTERED or ESD_ERR_NOTENABLED.
+ */
+KXL_API int32_t KXLDownloadMissingComponents(const char* appIdentifier, const char* appDisplayName,
+                                             const char* appFolderPath, const char* appDisplayLang,
+                                             const KXLMissingComponentList* components,
+                                             int32_t operationType, bool bOverrideData);
+
+/*
+ * Starts the updater in the background to carry out its plug-in action for a registered
+ * application.
+ *
+ * Answers ESD_ERR_OK, ESD_ERR_KX, ESD_ERR_INVALIDDATA, ESD_ERR_NOTREGISTERED, ESD_ERR_NOTENABLED,
+ * KXL_UPDATER_RUNNING or ESD_ERR_FAILURE.
+ */
+KXL_API int32_t KXLDoPluginAction(const char* appIdentifier);
+
+/*
+ * Holds update notices back for a while, or asks about holds.
+ *
+ * query == 0: sets the application's hold to *seconds from now (more than 43200, twelve hours, is
+ *   lowered to that, in *seconds too); a null or zero seconds clears it. bufferSize is not used.
+ * query != 0, appIdentifier not empty: *seconds receives what is left of its hold, 0 for none.
+ * query != 0, appIdentifier null or empty: asks for the longest hold. *seconds receives what is
+ *   left of it; *bufferSize, the size of the buffer appIdentifier in bytes, receives the size that
+ *   its owner's identifier needs with its zero byte (0: there is no hold); the identifier is copied
+ *   when it fits, otherwise the buffer is left alone.
+ *
+ * Answers ESD_ERR_OK, ESD_ERR_FAILURE, ESD_ERR_INVALIDDATA or KXL_SUPPRESS_FILE_BUSY.
+ */
+KXL_API int32_t KXLSuppressUpdates(char* appIdentifier, uint32_t* bufferSize, uint32_t* seconds,
+                                   int32_t query);
+
+/*
+ * The library's version: major in bits 28 to 31, minor in 24 to 27, third number in 20 to 23, the
+ * rest zero. Version 6.2.0 is 0x62000000.
+ */
+KXL_API uint32_t KXLGetVersion(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* KXL_KXL_H */

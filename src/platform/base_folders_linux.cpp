@@ -1,0 +1,204 @@
+#include "platform/base_folders.h"
+
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <boost/static_string.hpp>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+#include "platform/file_system.h"
+#include "platform/path.h"
+#include "platform/regular_file.h"
+#include "platform/user_dirs.h"
+
+namespace kxl {
+
+namespace {
+
+// Plain storage without a destructor: threads of the host may still look folders up while the
+// process exits.
+using StoredPath = boost::static_string<PATH_MAX>;
+
+std::string_view View(const StoredPath& path) { return {path.data(), path.size()}; }
+
+StoredPath AbsoluteOrNone(std::string_view path) {
+  if (!path.starts_with('/') || path.size() >= PATH_MAX) return {};
+  return StoredPath(path.data(), path.size());
+}
+
+StoredPath Variable(const char* name) {
+  const char* value = secure_getenv(name);
+  return value == nullptr ? StoredPath() : AbsoluteOrNone(value);
+}
+
+StoredPath HomeFolder() {
+  const StoredPath home = Variable("HOME");
+  if (!home.empty()) return home;
+  passwd user;
+  passwd* found = nullptr;
+  std::vector<char> buffer(1024);
+  while (getpwuid_r(geteuid(), &user, buffer.data(), buffer.size(), &found) == ERANGE) {
+    buffer.resize(buffer.size() * 2);
+  }
+  return found == nullptr ? StoredPath() : AbsoluteOrNone(found->pw_dir);
+}
+
+StoredPath RootPrefix() {
+  const char* value = secure_getenv("KXL_ROOT");
+  if (value == nullptr || *value == '\0') return {};
+  std::error_code error;
+  return AbsoluteOrNone(std::filesystem::absolute(value, error).native());
+}
+
+struct Environment {
+  StoredPath root = RootPrefix();
+  StoredPath home = HomeFolder();
+  StoredPath runtime = Variable("XDG_RUNTIME_DIR");
+  StoredPath cache = Variable("XDG_CACHE_HOME");
+  StoredPath config = Variable("XDG_CONFIG_HOME");
+  StoredPath data = Variable("XDG_DATA_HOME");
+};
+
+const Environment& ProcessEnvironment() {
+  static const Environment environment;
+  return environment;
+}
+
+std::string MachineFolder(std::string_view path) {
+  return JoinPath(View(ProcessEnvironment().root), path);
+}
+
+// The folder that an XDG variable names, else the one below the home folder; empty without a home.
+std::string UserFolder(const StoredPath& variable, std::string_view belowHome) {
+  if (!variable.empty()) return std::string(View(variable));
+  const StoredPath& home = ProcessEnvironment().home;
+  if (home.empty()) return {};
+  return JoinPath(View(home), belowHome);
+}
+
+std::string ReadSmallFile(const std::string& path) {
+  constexpr std::uint64_t kLimit = 64UL * 1024;
+  const OpenedFile file = OpenRegularFile(path, FileAccess::kRead);
+  if (file.status != OpenStatus::kOpened || file.size > kLimit) return {};
+  std::string text(file.size, '\0');
+  const ssize_t count = read(file.descriptor.get(), text.data(), text.size());
+  text.resize(count < 0 ? 0 : static_cast<std::size_t>(count));
+  return text;
+}
+
+std::string ChosenFolder(std::string_view key, std::string_view belowHome) {
+  const Environment& environment = ProcessEnvironment();
+  const std::string config = UserFolder(environment.config, ".config");
+  if (config.empty()) return {};
+  const std::string chosen =
+      FindUserDir(ReadSmallFile(JoinPath(config, "user-dirs.dirs")), key, View(environment.home));
+  return chosen.empty() ? UserFolder({}, belowHome) : chosen;
+}
+
+bool MakePrivateFolder(const std::string& path) {
+  if (mkdir(path.c_str(), S_IRWXU) != 0) return errno == EEXIST && IsFolder(path);
+  return chmod(path.c_str(), S_IRWXU) == 0;  // whatever the umask took away
+}
+
+bool MakePrivateFolders(const std::string& path) {
+  std::vector<std::string> missing;
+  for (std::string folder = path; !IsFolder(folder); folder = ParentPath(folder)) {
+    missing.push_back(folder);
+  }
+  for (; !missing.empty(); missing.pop_back()) {
+    if (!MakePrivateFolder(missing.back())) return false;
+  }
+  return true;
+}
+
+bool IsOwnFolder(const std::string& path, mode_t forbidden) {
+  struct stat info;
+  return lstat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode) && info.st_uid == geteuid() &&
+         (info.st_mode & forbidden) == 0;
+}
+
+// Anybody can make a name in the temporary folder, so one that exists is taken only when nobody
+// else can have laid anything into it.
+bool FindLocalTemporaryItems(std::string& out, IfMissing ifMissing) {
+  const std::string parent = MachineFolder("tmp");
+  const std::string path = JoinPath(parent, "kxl-").append(std::to_string(geteuid()));
+  if (ifMissing == IfMissing::kCreate && !(CreateFolderTree(parent) && MakePrivateFolder(path))) {
+    return false;
+  }
+  if (!IsOwnFolder(path, S_IRWXG | S_IRWXO)) return false;
+  out = path;
+  return true;
+}
+
+bool FindUserFolder(const std::string& path, std::string& out, IfMissing ifMissing) {
+  if (path.empty()) return false;
+  if (!IsFolder(path) && !(ifMissing == IfMissing::kCreate && MakePrivateFolders(path))) {
+    return false;
+  }
+  out = path;
+  return true;
+}
+
+bool FindUserTemporaryItems(std::string& out, IfMissing ifMissing) {
+  const StoredPath& runtime = ProcessEnvironment().runtime;
+  if (!runtime.empty()) return FindUserFolder(std::string(View(runtime)), out, ifMissing);
+  const std::string path = JoinPath("/run/user", std::to_string(geteuid()));
+  if (!IsOwnFolder(path, 0)) return FindLocalTemporaryItems(out, ifMissing);
+  out = path;
+  return true;
+}
+
+bool FindMachineFolder(const std::string& path, std::string& out, IfMissing ifMissing) {
+  if (!IsFolder(path) && !(ifMissing == IfMissing::kCreate && CreateFolderTree(path))) {
+    return false;
+  }
+  out = path;
+  return true;
+}
+
+}  // namespace
+
+bool FindFolder(FolderKind kind, std::string& out, IfMissing ifMissing) {
+  const Environment& environment = ProcessEnvironment();
+  switch (kind) {
+    case kUserCleanupAtStart:
+    case kUserTemporaryItems:
+      return FindUserTemporaryItems(out, ifMissing);
+    case kLocalTemporaryItems:
+      return FindLocalTemporaryItems(out, ifMissing);
+    case kUserDesktop:
+      return FindUserFolder(ChosenFolder("XDG_DESKTOP_DIR", "Desktop"), out, ifMissing);
+    case kUserDocuments:
+      return FindUserFolder(ChosenFolder("XDG_DOCUMENTS_DIR", "Documents"), out, ifMissing);
+    case kUserCaches:
+      return FindUserFolder(UserFolder(environment.cache, ".cache"), out, ifMissing);
+    case kUserPreferences:
+      return FindUserFolder(UserFolder(environment.config, ".config"), out, ifMissing);
+    case kUserApplicationSupport:
+      return FindUserFolder(UserFolder(environment.data, ".local/share"), out, ifMissing);
+    case kLocalApplicationSupport:
+    case kAllUsersApplicationSupport:
+      return FindMachineFolder(MachineFolder("var/lib"), out, ifMissing);
+    case kLocalFonts:
+      return FindMachineFolder(MachineFolder("usr/local/share/fonts"), out, ifMissing);
+    case kSystemFolder:
+    case kLocalSystemFolder:
+      return FindMachineFolder(MachineFolder("usr/lib"), out, ifMissing);
+    case kLocalUtilities:
+      return FindMachineFolder(MachineFolder("opt"), out, ifMissing);
+    case kFileSystemRoot:
+      out = "/";
+      return true;
+  }
+  return false;
+}
+
+}  // namespace kxl

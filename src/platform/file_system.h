@@ -1,0 +1,52 @@
+// Folders, removal and permission modes. Modes are the low twelve bits of st_mode. Every operation
+// answers false on failure; none of them throws for what the file system says, none follows a link
+// in the last component to change or remove something behind it.
+#ifndef KXL_PLATFORM_FILE_SYSTEM_H
+#define KXL_PLATFORM_FILE_SYSTEM_H
+
+#include <sys/types.h>
+
+#include <string>
+
+namespace kxl {
+
+// Modes of what the user's applications and the updater share.
+inline constexpr mode_t kSharedFolderMode = 0775;
+inline constexpr mode_t kSharedFileMode = 0664;
+
+// Whether path names an object; a link counts as what it points to.
+bool PathExists(const std::string& path);
+bool IsFolder(const std::string& path);
+
+// The object's mode; a link counts as what it points to.
+bool GetMode(const std::string& path, mode_t& mode);
+
+// Adds the bits to the object's mode and keeps the others.
+bool AddModeBits(const std::string& path, mode_t bits);
+
+// Gives a folder kSharedFolderMode and anything else kSharedFileMode, whatever it had.
+bool SetSharedMode(const std::string& path);
+
+// Makes the folder and every missing ancestor, each with its parent's owner, group and mode (a
+// folder that an ordinary user may not give away stays his). True when the folder exists at the
+// end, whoever made it; *created tells whether this call made the last component.
+bool CreateFolderTree(const std::string& path, bool* created = nullptr);
+
+// Removes one name that is not a folder. True when it is gone at the end.
+bool DeleteFile(const std::string& path);
+
+// Removes a file, a link, or a folder with all that is in it; true also when there is nothing. A
+// file is kept (false) when the caller owns it, or is in its group, without the right to write it.
+bool RemoveFileSystemObject(const std::string& path);
+
+// Removes a folder: with its contents, or only when it is empty. False when it is no folder; true
+// when somebody else removed it meanwhile.
+enum class Contents { kKeep, kDelete };
+bool DeleteFolder(const std::string& path, Contents contents);
+
+// Removes what is in the folder. 0, or the errno of the first failure, which ends the walk.
+int DeleteFolderContents(const std::string& path);
+
+}  // namespace kxl
+
+#endif  // KXL_PLATFORM_FILE_SYSTEM_H

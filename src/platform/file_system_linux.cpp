@@ -1,0 +1,116 @@
+#include "platform/file_system.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+#include <vector>
+
+#include "platform/path.h"
+
+namespace kxl {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr mode_t kModeBits = 07777;
+
+// chmod that does not follow a link, which another user could lay between a test and the change.
+bool SetMode(const std::string& path, mode_t mode) {
+  return fchmodat(AT_FDCWD, path.c_str(), mode, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+bool CreateFolder(const std::string& path, bool& created) {
+  struct stat parent;
+  if (stat(ParentPath(path).c_str(), &parent) != 0) return false;
+  created = mkdir(path.c_str(), parent.st_mode & kModeBits) == 0;
+  if (!created) return errno == EEXIST && IsFolder(path);
+  if (fchownat(AT_FDCWD, path.c_str(), parent.st_uid, parent.st_gid, AT_SYMLINK_NOFOLLOW) != 0 &&
+      errno != EPERM) {
+    return false;
+  }
+  return SetMode(path, parent.st_mode & kModeBits);
+}
+
+}  // namespace
+
+bool PathExists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
+
+bool IsFolder(const std::string& path) {
+  struct stat info;
+  return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+bool GetMode(const std::string& path, mode_t& mode) {
+  struct stat info;
+  if (stat(path.c_str(), &info) != 0) return false;
+  mode = info.st_mode & kModeBits;
+  return true;
+}
+
+bool AddModeBits(const std::string& path, mode_t bits) {
+  mode_t mode;
+  return GetMode(path, mode) && SetMode(path, mode | bits);
+}
+
+bool SetSharedMode(const std::string& path) {
+  return SetMode(path, IsFolder(path) ? kSharedFolderMode : kSharedFileMode);
+}
+
+bool CreateFolderTree(const std::string& path, bool* created) {
+  std::vector<std::string> missing;
+  for (std::string folder = path; !IsFolder(folder); folder = ParentPath(folder)) {
+    missing.push_back(folder);
+    if (ParentPath(folder) == folder) return false;
+  }
+  bool madeLast = false;
+  while (!missing.empty()) {
+    if (!CreateFolder(missing.back(), madeLast)) return false;
+    missing.pop_back();
+  }
+  if (created != nullptr) *created = madeLast;
+  return true;
+}
+
+bool DeleteFile(const std::string& path) {
+  return unlink(path.c_str()) == 0 || errno == ENOENT || errno == ENOTDIR;
+}
+
+bool RemoveFileSystemObject(const std::string& path) {
+  struct stat info;
+  if (lstat(path.c_str(), &info) != 0) return errno == ENOENT || errno == ENOTDIR;
+  if (S_ISDIR(info.st_mode)) return DeleteFolder(path, Contents::kDelete);
+  if (geteuid() == info.st_uid) {
+    if ((info.st_mode & S_IWUSR) == 0) return false;
+  } else if (getegid() == info.st_gid && (info.st_mode & S_IWGRP) == 0) {
+    return false;
+  }
+  return std::remove(path.c_str()) == 0;
+}
+
+bool DeleteFolder(const std::string& path, Contents contents) {
+  struct stat info;
+  if (lstat(path.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) return false;
+  if (contents == Contents::kDelete) {
+    const int status = DeleteFolderContents(path);
+    if (status != 0 && status != ENOENT) return false;
+  }
+  return rmdir(path.c_str()) == 0 || errno == ENOENT;
+}
+
+int DeleteFolderContents(const std::string& path) {
+  std::error_code error;
+  fs::directory_iterator entry(path, error);
+  while (!error && entry != fs::directory_iterator()) {
+    fs::remove_all(entry->path(), error);
+    if (!error) entry.increment(error);
+  }
+  return error.value();
+}
+
+}  // namespace kxl

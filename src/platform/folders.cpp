@@ -1,0 +1,112 @@
+#include "platform/folders.h"
+
+#include <boost/static_string.hpp>
+#include <climits>
+
+#include "platform/file_system.h"
+#include "platform/path.h"
+
+namespace kxl {
+
+namespace {
+
+constexpr mode_t kModeWithoutParent = 0774;
+
+boost::static_string<PATH_MAX> dataFolderOverride;
+
+bool EnsureLevel(std::string& path, std::string_view level, LevelMode levelMode) {
+  mode_t parentMode;
+  if (!GetMode(path, parentMode)) parentMode = kModeWithoutParent;
+  path = JoinPath(path, level);
+  if (PathExists(path)) return true;
+  bool created = false;
+  if (!CreateFolderTree(path, &created)) return false;
+  // Another process that made the same folder meanwhile sees to its mode.
+  if (!created) return true;
+  return levelMode == LevelMode::kShared ? SetSharedMode(path) : AddModeBits(path, parentMode);
+}
+
+}  // namespace
+
+bool GetKeldaFolder(FolderKind kind, std::string& out, LevelMode mode) {
+  std::string path;
+  if (!FindFolder(kind, path, IfMissing::kCreate) || !EnsureKeldaSubfolders(path, mode)) {
+    return false;
+  }
+  out = path;
+  return true;
+}
+
+bool EnsureKeldaSubfolders(std::string& path, LevelMode mode) {
+  std::string folder = path;
+  if (!EnsureLevel(folder, "Kelda", mode) || !EnsureLevel(folder, "Updater6", mode)) return false;
+  path = folder;
+  return true;
+}
+
+void SetDataFolderOverride(const std::string& path) {
+  dataFolderOverride.assign(path.data(), path.size());
+}
+
+bool GetDataFolder(std::string& out) {
+  if (!dataFolderOverride.empty()) {
+    out.assign(dataFolderOverride.data(), dataFolderOverride.size());
+    return true;
+  }
+  return GetKeldaFolder(kUserApplicationSupport, out, LevelMode::kAsParent) ||
+         GetKeldaFolder(kLocalTemporaryItems, out, LevelMode::kAsParent);
+}
+
+bool GetDataSubfolder(std::string& out) {
+  std::string path;
+  if (!GetDataFolder(path)) return false;
+  path = JoinPath(path, "Data");
+  if (!CreateFolderTree(path)) return false;
+  out = path;
+  return true;
+}
+
+bool GetMissingComponentsFolder(std::string& out) { return GetDataFolder(out); }
+
+std::string GetTempKeldaPath(std::string_view name) {
+  std::string path;
+  if (!FindFolder(kUserTemporaryItems, path, IfMissing::kCreate)) return {};
+  return JoinPath(JoinPath(JoinPath(path, "Kelda"), "Updater6"), name);
+}
+
+bool GetLockBaseFolder(std::string& out) {
+  const std::string path = GetTempKeldaPath("Updater6");
+  if (path.empty()) return false;
+  out = path;
+  return true;
+}
+
+bool GetLockFolder(std::string& out) {
+  std::string path;
+  if (!GetLockBaseFolder(path) || !CreateFolderTree(path)) return false;
+  path = JoinPath(path, "locked");
+  if (!CreateFolderTree(path)) return false;
+  out = path;
+  return true;
+}
+
+bool LockFilePath(const std::string& name, std::string& out) {
+  std::string folder;
+  if (!IsPathComponent(name) || !GetLockFolder(folder)) return false;
+  out = JoinPath(folder, "lock." + name);
+  return true;
+}
+
+bool GetUpdaterBundlePath(std::string& out) {
+  std::string path;
+  if (!FindFolder(kLocalUtilities, path, IfMissing::kFail)) return false;
+  out = JoinPath(JoinPath(JoinPath(path, "Kelda Utilities.localized"), "Kelda Updater6"),
+                 "Kelda Updater.app");
+  return true;
+}
+
+std::string ExecutableInBundle(const std::string& bundle) {
+  return JoinPath(JoinPath(JoinPath(bundle, "Contents"), "MacOS"), "Kelda Updater");
+}
+
+}  // namespace kxl

@@ -1,0 +1,13 @@
+// Finding the updater among the running processes.
+#ifndef KXL_PLATFORM_PROCESSES_H
+#define KXL_PLATFORM_PROCESSES_H
+
+namespace kxl {
+
+// Whether a process named "Kelda Updater" of the same effective user runs, other than the caller
+// and not one that has ended and only waits for its parent. False too when /proc cannot be read.
+bool FindUpdaterProcess();
+
+}  // namespace kxl
+
+#endif  // KXL_PLATFORM_PROCESSES_H
