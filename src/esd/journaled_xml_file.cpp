@@ -1,0 +1,123 @@
+#include "esd/journaled_xml_file.h"
+
+#include <cstdio>
+
+#include "esd/xml_writer.h"
+#include "platform/file_copy.h"
+#include "platform/file_system.h"
+
+namespace kxl {
+
+namespace {
+
+constexpr mode_t kReadWriteForAll = 0666;
+
+}  // namespace
+
+bool JournaledXMLFile::SetPath(const std::string& newPath) {
+  const std::string oldPath = path_;
+  const std::string oldJournal = journalPath_;
+  const bool moves = !oldPath.empty() && oldPath != newPath;
+  if (moves && PathExists(oldPath) && !CopyFile(oldPath, newPath)) return false;
+  path_ = newPath;
+  journalPath_ = newPath + "_";
+  if (moves) {
+    DeleteFile(oldPath);
+    DeleteFile(oldJournal);
+  }
+  return true;
+}
+
+bool JournaledXMLFile::Save() {
+  if (!Document() || !WriteJournal()) return false;
+  // What stands under the journal's name after the exchange is the old content.
+  return FileExchange(path_, journalPath_) && DiscardJournal();
+}
+
+bool JournaledXMLFile::WriteJournal() {
+  ESDofstream journal(journalPath_, "wb", std::ios::out | std::ios::trunc | std::ios::binary);
+  if (!journal.IsOpen()) return false;
+  esd::WriteNode(journal.Stream(), *Document());
+  // A full disk shows at any of these.
+  const bool written = SetFileMode(journal) && journal.Sync();
+  if (journal.Close() && written) return true;
+  DeleteFile(journalPath_);
+  return false;
+}
+
+// An empty journal is a torn one: where it cannot be deleted, that does as well.
+bool JournaledXMLFile::DiscardJournal() {
+  return DeleteFile(journalPath_) ||
+         ESDofstream(journalPath_, "wb", std::ios::out | std::ios::trunc).IsOpen();
+}
+
+bool JournaledXMLFile::Load() {
+  if (!builder_.Init()) return false;
+  if (builder_.ParseFile(journalPath_, false)) {
+    if (FileExchange(journalPath_, path_) && DiscardJournal()) return OnLoaded(Document());
+    // The file cannot be brought to the newer state, by a user who may only read it, say.
+  } else if (LastRead() == esd::ReadStatus::kUnreadable) {
+    return false;  // it may be the newer state
+  } else if (LastRead() == esd::ReadStatus::kDamaged) {
+    DeleteFile(journalPath_);
+  }
+  if (LastRead() != esd::ReadStatus::kMissing && !builder_.Init()) return false;
+  if (!builder_.ParseFile(path_, false) && LastRead() != esd::ReadStatus::kMissing) return false;
+  return OnLoaded(Document());
+}
+
+bool JournaledXMLFile::Remove() {
+  if (!DeleteFile(journalPath_) || !DeleteFile(path_)) return false;
+  builder_.Reset();
+  return true;
+}
+
+bool JournaledXMLFile::OnLoaded(const esd::XMLNodePointer& /*document*/) { return true; }
+
+bool JournaledXMLFile::SetFileMode(ESDofstream& file) { return file.AddModeBits(kReadWriteForAll); }
+
+JournaledXMLLockedFile::JournaledXMLLockedFile(std::uint32_t waitMilliseconds)
+    : waitMilliseconds_(waitMilliseconds) {}
+
+bool JournaledXMLLockedFile::Save() {
+  const FileLock lock(*this);
+  return lock.IsHeld() && JournaledXMLFile::Save();
+}
+
+bool JournaledXMLLockedFile::Load() {
+  const FileLock lock(*this);
+  return lock.IsHeld() && JournaledXMLFile::Load();
+}
+
+bool JournaledXMLLockedFile::Remove() {
+  const FileLock lock(*this);
+  return lock.IsHeld() && JournaledXMLFile::Remove();
+}
+
+bool JournaledXMLLockedFile::Lock() {
+  if (Path().empty()) return false;
+  if (!IsLocked()) locker_.emplace(Path(), waitMilliseconds_);
+  return locker_->Lock();
+}
+
+bool JournaledXMLLockedFile::Unlock() { return IsLocked() && locker_->Unlock(esd::Force::kNo); }
+
+bool JournaledXMLLockedFile::IsLocked() const { return locker_ && locker_->IsLocked(); }
+
+bool JournaledXMLLockedFile::Recover() {
+  const FileLock lock(*this);
+  if (!lock.IsHeld()) return false;
+  if (Load()) return true;
+  if (LastRead() != esd::ReadStatus::kDamaged) return false;
+  const std::string aside = Path() + ".damaged";
+  return std::rename(Path().c_str(), aside.c_str()) == 0 && Remove();
+}
+
+FileLock::FileLock(JournaledXMLLockedFile& file)
+    : file_(file), tookIt_(!file.IsLocked() && file.Lock()) {}
+
+FileLock::~FileLock() {
+  if (tookIt_) file_.Unlock();
+}
+
+}  // namespace kxl

@@ -1,0 +1,74 @@
+#include <fcntl.h>
+#include <semaphore.h>
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
+#include "esd/resource_locker.h"
+
+namespace esd {
+
+class ResourceLocker::ResourceLockerPlat {
+ public:
+  ResourceLockerPlat(std::string resourceName, std::uint32_t waitMilliseconds)
+      : resourceName_(std::move(resourceName)),
+        systemName_(SemaphoreName(resourceName_)),
+        wait_(waitMilliseconds) {
+    std::replace(systemName_.begin(), systemName_.end(), '/', '_');
+  }
+
+  ~ResourceLockerPlat() {
+    // Somebody may have removed the semaphore under us; its memory has to go all the same.
+    if (IsHeld() && !Release()) sem_close(semaphore_);
+  }
+  ResourceLockerPlat(const ResourceLockerPlat&) = delete;
+  ResourceLockerPlat& operator=(const ResourceLockerPlat&) = delete;
+
+  bool Lock() {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point deadline = Clock::now() + wait_;
+    if (IsHeld()) throw resource_lock_fail(resourceName_, "A resource is already being locked");
+    for (;;) {
+      semaphore_ = sem_open(systemName_.c_str(), O_CREAT | O_EXCL, 0700, 1);
+      if (IsHeld()) return true;
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      if (Clock::now() >= deadline) return false;
+    }
+  }
+
+  bool Unlock(Force force) {
+    if (!IsHeld() && force == Force::kNo) {
+      throw no_resource_lock("Resource unknown", "This object is not locking an item");
+    }
+    return Release();
+  }
+
+  bool IsHeld() const { return semaphore_ != SEM_FAILED; }
+
+ private:
+  bool Release() {
+    if (sem_unlink(systemName_.c_str()) != 0) return false;
+    if (IsHeld()) sem_close(semaphore_);
+    semaphore_ = SEM_FAILED;
+    return true;
+  }
+
+  sem_t* semaphore_ = SEM_FAILED;
+  std::string resourceName_;
+  std::string systemName_;
+  std::chrono::milliseconds wait_;
+};
+
+ResourceLocker::ResourceLocker(std::string resourceName, std::uint32_t waitMilliseconds)
+    : plat_(std::make_unique<ResourceLockerPlat>(std::move(resourceName), waitMilliseconds)) {}
+
+ResourceLocker::~ResourceLocker() = default;
+
+bool ResourceLocker::Lock() { return plat_->Lock(); }
+
+bool ResourceLocker::Unlock(Force force) { return plat_->Unlock(force); }
+
+bool ResourceLocker::IsLocked() const { return plat_->IsHeld(); }
+
+}  // namespace esd

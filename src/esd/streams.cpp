@@ -1,0 +1,71 @@
+#include "esd/streams.h"
+
+#include <ext/stdio_filebuf.h>
+
+namespace kxl {
+
+namespace {
+
+using FileBuffer = __gnu_cxx::stdio_filebuf<char>;
+
+std::unique_ptr<FileBuffer> MakeBuffer(OpenedFile& file, std::ios::openmode openMode) {
+  auto buffer = std::make_unique<FileBuffer>(file.descriptor.get(), openMode | std::ios::binary);
+  if (!buffer->is_open()) return nullptr;
+  file.descriptor.Release();
+  return buffer;
+}
+
+}  // namespace
+
+ESDifstream::ESDifstream(const std::string& path, const char* /*mode*/,
+                         std::ios::openmode openMode) {
+  OpenedFile file = OpenRegularFile(path, FileAccess::kRead);
+  status_ = file.status;
+  size_ = file.size;
+  if (!IsOpen()) return;
+  buffer_ = MakeBuffer(file, (openMode & ~std::ios::ate) | std::ios::in);
+  if (buffer_ == nullptr) {
+    status_ = OpenStatus::kUnavailable;
+    return;
+  }
+  stream_ = std::make_unique<std::istream>(buffer_.get());
+}
+
+ESDifstream::~ESDifstream() = default;
+
+void ESDifstream::Close() {
+  stream_.reset();
+  buffer_.reset();
+  status_ = OpenStatus::kUnavailable;
+}
+
+ESDofstream::ESDofstream(const std::string& path, const char* /*mode*/,
+                         std::ios::openmode openMode) {
+  const bool append = (openMode & std::ios::app) != 0;
+  OpenedFile file = OpenRegularFile(path, append ? FileAccess::kAppend : FileAccess::kReplace);
+  if (file.status != OpenStatus::kOpened) return;
+  descriptor_ = file.descriptor.get();
+  buffer_ = MakeBuffer(file, openMode | std::ios::out);
+  if (buffer_ != nullptr) stream_ = std::make_unique<std::ostream>(buffer_.get());
+}
+
+ESDofstream::~ESDofstream() = default;
+
+bool ESDofstream::AddModeBits(mode_t bits) {
+  return IsOpen() && kxl::AddModeBits(descriptor_, bits);
+}
+
+bool ESDofstream::SetMode(mode_t mode) { return IsOpen() && kxl::SetMode(descriptor_, mode); }
+
+bool ESDofstream::Sync() { return IsOpen() && stream_->flush().good() && SyncData(descriptor_); }
+
+bool ESDofstream::Close() {
+  if (!IsOpen()) return false;
+  const bool written = stream_->flush().good();
+  stream_.reset();
+  const bool closed = static_cast<FileBuffer&>(*buffer_).close() != nullptr;
+  buffer_.reset();
+  return written && closed;
+}
+
+}  // namespace kxl

@@ -1,0 +1,129 @@
+// The tree that XML files are read into and written from. Text is UTF-8.
+#ifndef KXL_ESD_XML_DOCUMENT_H
+#define KXL_ESD_XML_DOCUMENT_H
+
+#include <boost/container/flat_map.hpp>
+#include <boost/shared_ptr.hpp>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace esd {
+
+class XMLDocumentNode;
+using XMLNodePointer = boost::shared_ptr<XMLDocumentNode>;
+
+// The document or one of its elements. A child belongs to its parent and to whoever else holds a
+// pointer to it; there is no way from a child to its parent.
+class XMLDocumentNode {
+ public:
+  using Attributes = boost::container::flat_map<std::string, std::string>;
+  using Children = std::vector<XMLNodePointer>;
+
+  // A document without children: version "1.0", encoding "UTF-8".
+  static XMLNodePointer NewDocument();
+  static XMLNodePointer NewElement(std::string_view name);
+
+  XMLDocumentNode(std::string_view name, bool isDocument) : name_(name), isDocument_(isDocument) {}
+  ~XMLDocumentNode();
+  XMLDocumentNode(const XMLDocumentNode&) = delete;
+  XMLDocumentNode& operator=(const XMLDocumentNode&) = delete;
+
+  bool IsDocument() const { return isDocument_; }
+  const std::string& GetName() const { return name_; }
+  // The XML declaration's version; empty for elements.
+  const std::string& GetVersion() const { return version_; }
+
+  // The characters between the start tag and the next tag of any kind.
+  const std::string& GetText() const { return text_; }
+  void SetText(std::string_view text) { text_ = text; }
+  void AppendText(std::string_view text) { text_ += text; }
+
+  // Sorted by name, byte by byte.
+  const Attributes& GetAttributes() const { return attributes_; }
+  // Null when there is none of exactly that name; valid until the attributes change.
+  const std::string* GetAttribute(std::string_view name) const;
+  // Sets or overwrites. On a document, "version" sets the declaration's version.
+  void SetAttribute(std::string_view name, std::string_view value);
+
+  // In document order.
+  const Children& GetChildren() const { return children_; }
+  void AddChild(const XMLNodePointer& child);  // ignores a null one
+  bool RemoveChild(const XMLNodePointer& child);
+
+  // Removes the children that the predicate accepts, keeps the order of the others and answers how
+  // many were removed.
+  template <typename Predicate>
+  std::size_t RemoveChildrenIf(Predicate predicate) {
+    return std::erase_if(children_, [&](const XMLNodePointer& child) { return predicate(*child); });
+  }
+
+ private:
+  friend XMLNodePointer CopyNode(const XMLNodePointer& node);
+
+  std::string version_;
+  Attributes attributes_;
+  Children children_;
+  std::string text_;
+  std::string name_;
+  bool isDocument_;
+};
+
+// Accepts nodes of that name. No node whose name is empty or holds white space is ever accepted.
+class NameIs {
+ public:
+  explicit NameIs(std::string_view name) : name_(name) {}
+  bool operator()(const XMLDocumentNode& node) const;
+
+ private:
+  std::string_view name_;
+};
+
+// An ordered collection of nodes that were found.
+class SearchResult {
+ public:
+  SearchResult() = default;
+  explicit SearchResult(const XMLNodePointer& node) : nodes_{node} {}
+
+  bool IsEmpty() const { return nodes_.empty(); }
+  const XMLNodePointer& First() const { return nodes_.front(); }
+  auto begin() const { return nodes_.begin(); }
+  auto end() const { return nodes_.end(); }
+
+  // The children, one level down, of all these nodes that the predicate accepts, in order.
+  template <typename Predicate>
+  SearchResult FindChildren(Predicate predicate) const {
+    SearchResult found;
+    for (const XMLNodePointer& node : nodes_) {
+      for (const XMLNodePointer& child : node->GetChildren()) {
+        if (predicate(*child)) found.nodes_.push_back(child);
+      }
+    }
+    return found;
+  }
+
+ private:
+  XMLDocumentNode::Children nodes_;
+};
+
+// The only child of that name; null when there is none or more than one, or no node.
+const XMLDocumentNode* FindUniqueChild(const XMLDocumentNode* node, std::string_view name);
+
+// The first child of that name, null without one; FindOrCreateChild makes one then and adds it.
+// Both answer null for a null node.
+XMLNodePointer FindChild(const XMLNodePointer& node, std::string_view name);
+XMLNodePointer FindOrCreateChild(const XMLNodePointer& node, std::string_view name);
+
+// A node with the same name, attributes and text, without children; null for null.
+XMLNodePointer CopyNode(const XMLNodePointer& node);
+
+// A copy of the node and everything below it, added to newParent unless that is null. Throws
+// std::runtime_error "Unable to duplicate node!" for a null node.
+XMLNodePointer DeepCopyNode(const XMLNodePointer& node, const XMLNodePointer& newParent);
+
+// As DeepCopyNode without a parent, but null where that throws.
+XMLNodePointer CloneNode(const XMLNodePointer& node);
+
+}  // namespace esd
+
+#endif  // KXL_ESD_XML_DOCUMENT_H

@@ -1,0 +1,75 @@
+// Reading an XML file into a tree.
+#ifndef KXL_ESD_XML_PARSER_H
+#define KXL_ESD_XML_PARSER_H
+
+#include <cstdint>
+#include <exception>
+#include <iosfwd>
+#include <memory>
+#include <string>
+
+#include "esd/xml_document.h"
+
+struct XML_ParserStruct;
+
+namespace esd {
+
+// Files beyond these limits are not ours; they count as damaged. Expanded entities count as if they
+// stood in the file.
+inline constexpr std::uint64_t kMaximumFileSize = 64UL * 1024 * 1024;  // bytes
+inline constexpr std::size_t kMaximumDepth = 256;                      // elements in elements
+
+// What reading a file has met. Damage may be mended by starting the file anew; what could not be
+// read may hold anything and has to be left alone.
+enum class ReadStatus {
+  kMissing,
+  kParsed,
+  kDamaged,     // read, but no well-formed XML within the limits, or no regular file
+  kUnreadable,  // a folder, or not to be opened or read (rights, descriptors, memory, a bad disk)
+};
+
+// Builds a tree from expat's events. Character data counts up to the first tag behind it only: the
+// line ends between the elements of a file written by WriteNode are not read back.
+class ExpatDOMBuilder {
+ public:
+  ExpatDOMBuilder();
+  ~ExpatDOMBuilder();
+  ExpatDOMBuilder(const ExpatDOMBuilder&) = delete;
+  ExpatDOMBuilder& operator=(const ExpatDOMBuilder&) = delete;
+
+  // Begins a document, and drops an earlier one. encoding overrides the file's own declaration, a
+  // namespace separator makes expat join namespaces and names; null leaves both to the file. False
+  // when there is no memory for a parser.
+  bool Init(const char* encoding = nullptr, const char* separator = nullptr);
+  // Drops the document.
+  void Reset();
+
+  // Reads one file, once between two calls of Init. True when it was parsed to its end; false when
+  // it is not well formed, breaks a limit or cannot be read; defaultResult when it cannot be opened
+  // or is empty. What was built before a failure stays in the document.
+  bool ParseFile(const std::string& path, bool defaultResult);
+  // Why the last ParseFile answered what it did.
+  ReadStatus LastRead() const { return lastRead_; }
+
+  // Null before Init and after Reset.
+  const XMLNodePointer& Document() const { return document_; }
+
+ private:
+  struct Events;  // expat's callbacks
+  struct ParserDeleter {
+    void operator()(XML_ParserStruct* parser) const;
+  };
+
+  ReadStatus Parse(std::istream& stream);
+
+  XMLNodePointer document_;
+  XMLDocumentNode::Children openNodes_;
+  bool inElement_ = false;
+  ReadStatus lastRead_ = ReadStatus::kMissing;
+  std::exception_ptr thrown_;  // inside a callback, which must return to expat
+  std::unique_ptr<XML_ParserStruct, ParserDeleter> parser_;
+};
+
+}  // namespace esd
+
+#endif  // KXL_ESD_XML_PARSER_H

@@ -1,0 +1,109 @@
+#include "esd/xml_writer.h"
+
+namespace esd {
+
+namespace {
+
+// Collects the text and passes it on in pieces: one call of the stream for a small file.
+class Printer {
+ public:
+  explicit Printer(std::ostream& stream) : stream_(stream) { text_.reserve(kPieceSize * 2); }
+
+  void PrintDocument(const XMLDocumentNode& document) {
+    text_ += "<?xml version=\"";
+    text_ += document.GetVersion();
+    text_ += "\" ";
+    for (const auto& [name, value] : document.GetAttributes()) {
+      PrintAttribute(name, value);
+      text_ += ' ';
+    }
+    text_ += "?>\n";
+    PrintChildren(document);
+  }
+
+  void PrintElement(const XMLDocumentNode& element) {
+    text_ += '<';
+    text_ += element.GetName();
+    for (const auto& [name, value] : element.GetAttributes()) {
+      text_ += ' ';
+      PrintAttribute(name, value);
+    }
+    text_ += '>';
+    if (!element.GetText().empty()) {
+      EscapeText(element.GetText(), text_);
+    } else if (!element.GetChildren().empty()) {
+      text_ += '\n';
+    }
+    PrintChildren(element);
+    text_ += "</";
+    text_ += element.GetName();
+    text_ += '>';
+  }
+
+  void Flush() {
+    stream_.write(text_.data(), static_cast<std::streamsize>(text_.size()));
+    text_.clear();
+  }
+
+ private:
+  static constexpr std::size_t kPieceSize = 16UL * 1024;  // bytes
+
+  void PrintAttribute(const std::string& name, const std::string& value) {
+    text_ += name;
+    text_ += "=\"";
+    text_ += value;
+    text_ += '"';
+  }
+
+  void PrintChildren(const XMLDocumentNode& node) {
+    for (const XMLNodePointer& child : node.GetChildren()) {
+      PrintElement(*child);
+      text_ += '\n';
+      if (text_.size() >= kPieceSize) Flush();
+    }
+  }
+
+  std::ostream& stream_;
+  std::string text_;
+};
+
+}  // namespace
+
+std::ostream& WriteNode(std::ostream& stream, const XMLDocumentNode& node) {
+  Printer printer(stream);
+  if (node.IsDocument()) {
+    printer.PrintDocument(node);
+  } else {
+    printer.PrintElement(node);
+  }
+  printer.Flush();
+  return stream;
+}
+
+void EscapeText(std::string_view text, std::string& out) {
+  for (;;) {
+    const std::size_t special = text.find_first_of("\"&'<>");
+    out += text.substr(0, special);
+    if (special == std::string_view::npos) return;
+    switch (text[special]) {
+      case '"':
+        out += "&quot;";
+        break;
+      case '&':
+        out += "&amp;";
+        break;
+      case '\'':
+        out += "&apos;";
+        break;
+      case '<':
+        out += "&lt;";
+        break;
+      default:
+        out += "&gt;";
+        break;
+    }
+    text.remove_prefix(special + 1);
+  }
+}
+
+}  // namespace esd

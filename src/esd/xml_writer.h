@@ -1,0 +1,33 @@
+// Printing a tree as XML text, in the form that every one of our files has:
+//
+//   <?xml version="1.0" encoding="UTF-8" ?>
+//   <Root>
+//   <Entry key="value">
+//   <Field>text, escaped</Field>
+//   </Entry>
+//   </Root>
+//
+// Attributes stand in the order of their names. Nothing is indented, and no element is shortened to
+// an empty-element tag.
+#ifndef KXL_ESD_XML_WRITER_H
+#define KXL_ESD_XML_WRITER_H
+
+#include <ostream>
+#include <string>
+#include <string_view>
+
+#include "esd/xml_document.h"
+
+namespace esd {
+
+// Prints the node and everything below it. Attribute values are written as they are: one that holds
+// a double quote, '&' or '<' makes a file that does not parse. The stream's state tells of
+// failures.
+std::ostream& WriteNode(std::ostream& stream, const XMLDocumentNode& node);
+
+// Appends text to out with the five entities for '"', '&', '\'', '<' and '>'.
+void EscapeText(std::string_view text, std::string& out);
+
+}  // namespace esd
+
+#endif  // KXL_ESD_XML_WRITER_H
