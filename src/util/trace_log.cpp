@@ -1,0 +1,207 @@
+#include "util/trace_log.h"
+
+#include <algorithm>
+#include <array>
+#include <boost/thread/lock_guard.hpp>
+#include <cstddef>
+#include <ctime>
+#include <filesystem>
+#include <new>
+#include <system_error>
+
+#include "esd/resource_locker.h"
+#include "platform/file_copy.h"
+#include "platform/file_system.h"
+#include "platform/thread_guards.h"
+#include "util/format_string.h"
+
+namespace kxl {
+
+namespace {
+
+constexpr std::uint64_t kTrimAbove = 50000;  // bytes
+constexpr std::uint64_t kTrimmedSize = 30000;
+
+// The time in UTC, "2008-03-17T09:05:41".
+std::string TimeStamp() {
+  const std::time_t now = std::time(nullptr);
+  std::tm utc;
+  gmtime_r(&now, &utc);
+  std::array<char, 32> text;
+  return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &utc)};
+}
+
+std::string Line(const std::string& stamp, std::string_view text) {
+  std::string line;
+  line.reserve(stamp.size() + 2 + text.size() + 1);
+  line += stamp;
+  line += ": ";
+  line += text;
+  line += '\n';
+  return line;
+}
+
+bool CopyTail(ESDifstream& from, ESDofstream& to) {
+  std::array<char, 1000> piece;
+  std::uint64_t position = from.Size() - kTrimmedSize;
+  from.Stream().seekg(static_cast<std::streamoff>(position));
+  while (position < from.Size()) {
+    from.Stream().read(piece.data(), piece.size());
+    const std::streamsize count = from.Stream().gcount();
+    if (count == 0) break;
+    to.Stream().write(piece.data(), count);
+    position += static_cast<std::uint64_t>(count);
+  }
+  return to.Close() && !from.Stream().bad();
+}
+
+// Cuts a long log to its end, so that it does not grow from one run of the hosts to the next.
+void TrimLog(const std::string& path) {
+  std::error_code error;
+  const std::uint64_t size = std::filesystem::file_size(path, error);
+  if (error || size <= kTrimAbove) return;
+  // Of two processes at this only one may use the companion's name; the other leaves it to that
+  // one.
+  esd::ResourceLocker lock(path, 0);
+  if (!lock.Lock()) return;
+  const std::string companion = path + "_";
+  ESDifstream from(path, "rb", std::ios::in | std::ios::binary);
+  if (!from.IsOpen() || from.Size() <= kTrimAbove) return;
+  ESDofstream to(companion, "wb", std::ios::out | std::ios::trunc | std::ios::binary);
+  if (!to.IsOpen()) return;
+  mode_t mode;
+  if (GetMode(path, mode)) to.SetMode(mode);
+  if (CopyTail(from, to)) FileExchange(path, companion);
+  DeleteFile(companion);
+}
+
+}  // namespace
+
+// Ends the log at process exit or dlclose. The object itself stays: threads of the host that still
+// run then find a log that is off.
+class TraceLogCloser {
+ public:
+  explicit TraceLogCloser(TraceLog& log) : log_(log) {}
+  ~TraceLogCloser() { log_.Shutdown(); }
+  TraceLogCloser(const TraceLogCloser&) = delete;
+  TraceLogCloser& operator=(const TraceLogCloser&) = delete;
+
+ private:
+  TraceLog& log_;
+};
+
+TraceLog& TraceLog::Object() {
+  alignas(TraceLog) static std::array<std::byte, sizeof(TraceLog)> storage;
+  static TraceLog* const log = new (storage.data()) TraceLog;
+  static const TraceLogCloser closer(*log);
+  return *log;
+}
+
+TraceLog& TraceLog::Instance(const std::string& path, int level, Mode mode) {
+  TraceLog& log = Object();
+  // What every message asks: nothing changes when a file is open or the log is off.
+  const bool isMessage = mode == Mode::kSwitch && path.empty() && level < 1;
+  if (!isMessage || (!log.IsOpen() && log.Level() > 0)) log.Configure(path, level, mode);
+  return log;
+}
+
+// Closing and opening are one step for other threads, or a message in between would find no file
+// and turn the log off.
+void TraceLog::Configure(const std::string& path, int level, Mode mode) {
+  const std::string stamp = TimeStamp();
+  const boost::lock_guard<boost::mutex> guard(mutex_);
+  if (mode == Mode::kClose || (!path.empty() && stream_)) {
+    Close(stamp);
+    if (mode != Mode::kSwitch) return;
+  }
+  if (!stream_) Open(path.empty() ? "/tmp/KX4.log" : path, level, stamp);
+}
+
+bool TraceLog::Open(const std::string& path, int level, const std::string& stamp) {
+  level_ = level;
+  if (level < 1) return false;
+  TrimLog(path);
+  stream_ = std::make_unique<ESDofstream>(path, "a", std::ios::out | std::ios::app);
+  if (!stream_->IsOpen()) {
+    stream_.reset();
+    level_ = 0;
+  }
+  queue_.push_back(Line(stamp, ">>> Kelda Updater Log Begin >>>"));
+  isOpen_ = stream_ != nullptr;
+  return IsOpen();
+}
+
+int TraceLog::Close(const std::string& stamp) {
+  if (Level() < 1) return 0;
+  if (stream_) {
+    queue_.push_back(Line(stamp, "<<< Kelda Updater Log End <<<\n\n"));
+    FlushQueue();
+    stream_.reset();
+    isOpen_ = false;
+  }
+  return 1;
+}
+
+void TraceLog::Write(int level, Flush flush, std::string_view text) {
+  if (!Wants(level)) return;
+  std::string line = Line(TimeStamp(), text);
+  const boost::lock_guard<boost::mutex> guard(mutex_);
+  queue_.push_back(std::move(line));
+  if (flush == Flush::kYes) FlushQueue();
+}
+
+void TraceLog::FlushQueue() {
+  if (Level() < 1 || !stream_) return;
+  std::ostream& stream = stream_->Stream();
+  for (; !queue_.empty(); queue_.pop_front()) {
+    stream.clear();  // a disk that was full may have space again
+    stream << queue_.front() << std::flush;
+  }
+}
+
+void TraceLog::Shutdown() noexcept {
+  const FileSizeSignalBlock noSignal;
+  try {
+    Configure({}, 0, Mode::kClose);
+    const boost::lock_guard<boost::mutex> guard(mutex_);
+    queue_.clear();
+  } catch (...) {
+    // Without memory for the end marker the file ends without one.
+  }
+  level_ = 0;
+}
+
+namespace {
+
+TraceLog& LogForLines() { return TraceLog::Instance({}, 0, TraceLog::Mode::kSwitch); }
+
+}  // namespace
+
+void LogMessage(int level, Flush flush, std::string_view text) {
+  LogForLines().Write(level, flush, text);
+}
+
+void LogValue(int level, Flush flush, std::string_view name, std::string_view value) {
+  TraceLog& log = LogForLines();
+  if (!log.Wants(level)) return;
+  std::string text;
+  text.reserve(name.size() + 3 + value.size());
+  text += name;
+  text += " = ";
+  text += value;
+  log.Write(level, flush, text);
+}
+
+void LogNumber(int level, Flush flush, std::string_view name, std::uint32_t number) {
+  TraceLog& log = LogForLines();
+  if (!log.Wants(level)) return;
+  std::string text;
+  FormatString(text, "%0 = %1", {name, number});
+  log.Write(level, flush, text);
+}
+
+bool IsLogOpen(const std::string& path, int level) {
+  return TraceLog::Instance(path, level, TraceLog::Mode::kSwitch).IsOpen();
+}
+
+}  // namespace kxl
