@@ -1,0 +1,30 @@
+#include "stores/lock_files.h"
+
+#include "esd/resource_locker.h"
+#include "esd/streams.h"
+#include "platform/file_system.h"
+#include "platform/folders.h"
+
+namespace kxl {
+
+bool CreateLockFile(const std::string& name) {
+  std::string path;
+  if (!LockFilePath(name, path)) return false;
+  ESDofstream file(path, "wb", std::ios::out | std::ios::trunc | std::ios::binary);
+  if (!file.IsOpen()) return false;
+  file.Stream() << "lock";
+  return file.Close();
+}
+
+bool RemoveLockFile(const std::string& name) {
+  std::string path;
+  return LockFilePath(name, path) && RemoveFileSystemObject(path);
+}
+
+bool IsLockFileBusy(const std::string& name) {
+  std::string path;
+  if (!LockFilePath(name, path) || !PathExists(path)) return true;
+  return !esd::ResourceLocker("KeldaUpdater6" + name, 0).Lock();
+}
+
+}  // namespace kxl

@@ -1,0 +1,90 @@
+// The machine's list of registered applications, shared by every application and the updater.
+//
+// KeldaESDGlobalApps.xml in <root>/var/lib/Kelda/Updater6, mode 0664:
+//
+//   <?xml version="1.0" encoding="UTF-8" ?>
+//   <KeldaUpdaterRegistrationManager>
+//   <Application appID="com.example.editor">
+//   <DisplayName>Example Editor</DisplayName>
+//   <InstallPath>/opt/example/editor</InstallPath>
+//   </Application>
+//   </KeldaUpdaterRegistrationManager>
+//
+// Entries without an install path are dropped by whoever loads the file next; unknown elements and
+// attributes of an entry stay with it. A list without entries has no file.
+#ifndef KXL_STORES_REGISTERED_APPLICATIONS_H
+#define KXL_STORES_REGISTERED_APPLICATIONS_H
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "esd/journaled_xml_file.h"
+#include "esd/xml_bound_object.h"
+
+namespace kxl {
+
+// One entry: a handle on its element.
+class KeldaUpdaterRegisteredApp : public XMLBoundObject<KeldaUpdaterRegisteredApp> {
+ public:
+  static constexpr std::string_view ElementName() { return "Application"; }
+
+  // A new entry, for the list to take a copy of.
+  explicit KeldaUpdaterRegisteredApp(std::string_view appId) { SetAppId(appId); }
+  explicit KeldaUpdaterRegisteredApp(esd::XMLNodePointer node) : XMLBoundObject(std::move(node)) {}
+
+  bool GetAppId(std::string& out) const { return GetAttribute("appID", out); }
+  bool SetAppId(std::string_view appId) { return SetAttribute("appID", appId); }
+  bool GetDisplayName(std::string& out) const { return GetChildText("DisplayName", out); }
+  bool SetDisplayName(std::string_view name) { return SetChildText("DisplayName", name); }
+  bool GetInstallPath(std::string& out) const { return GetChildText("InstallPath", out); }
+  bool SetInstallPath(std::string_view path) { return SetChildText("InstallPath", path); }
+};
+
+enum class RegisterResult { kAdded = 0, kReplaced = 1, kUnchanged = 2, kFailed = 3 };
+enum class UnregisterResult { kRemoved = 0, kNotFound = 1, kFailed = 2 };
+
+// The list, made for one request. Every operation loads the file under its lock, for which it waits
+// 2 seconds at most, unless the caller holds it (FileLock). Identifiers are compared byte for byte.
+// An operation that fails leaves the file as it was, and none but the constructor throws for what
+// it finds.
+class KeldaUpdaterRegistrationManager : public JournaledXMLLockedFile {
+ public:
+  static constexpr std::string_view ElementName() { return "KeldaUpdaterRegistrationManager"; }
+
+  // Makes the list's folder if missing. Throws std::runtime_error "Unable to determine registration
+  // filepath!" when that is impossible.
+  KeldaUpdaterRegistrationManager();
+
+  // The entries in the file's order, each with its own copy of its element: they stay valid when
+  // the list has gone.
+  bool GetRegisteredApps(std::vector<KeldaUpdaterRegisteredApp>& apps);
+
+  // The first entry of that identifier, with its own copy. "KeldaUpdater" is always found, as long
+  // as the updater's bundle path can be computed, and never in the file.
+  bool Find(const std::string& appId, KeldaUpdaterRegisteredApp& app);
+
+  // Adds the entry at the end; one of the same identifier is removed first when its name or path
+  // differs, and left alone, file and all, when it does not. An entry with an empty or missing
+  // field is a failure.
+  RegisterResult Register(const KeldaUpdaterRegisteredApp& app);
+
+  // Removes every entry of that identifier, and the file with the last one. A missing file and
+  // "KeldaUpdater" are failures.
+  UnregisterResult Unregister(const std::string& appId);
+
+ protected:
+  bool OnLoaded(const esd::XMLNodePointer& document) override;
+  bool SetFileMode(ESDofstream& file) override;
+
+ private:
+  bool LoadList();
+  std::size_t RemoveAll(const std::string& appId);
+  bool SaveOrErase();
+
+  esd::XMLNodePointer root_;
+};
+
+}  // namespace kxl
+
+#endif  // KXL_STORES_REGISTERED_APPLICATIONS_H
