@@ -1,0 +1,111 @@
+#include "api/registration.h"
+
+#include <kxl/kxl.h>
+
+#include <string>
+#include <vector>
+
+#include "api/validation.h"
+#include "platform/accounts.h"
+#include "platform/file_system.h"
+#include "platform/folders.h"
+#include "platform/launcher.h"
+#include "platform/path.h"
+#include "platform/processes.h"
+#include "stores/registered_applications.h"
+#include "util/trace_log.h"
+
+namespace kxl {
+
+namespace {
+
+void Trace(const std::string& text) { LogMessage(kLogNormal, Flush::kYes, text); }
+
+bool AreValid(const char* appIdentifier, const char* appDisplayName, const char* appFolderPath) {
+  if (IsNullOrEmpty(appIdentifier) || IsNullOrEmpty(appDisplayName) ||
+      IsNullOrEmpty(appFolderPath) || IsLongerThan(appDisplayName, kMaximumDisplayName)) {
+    return false;
+  }
+  if (!IsValidAppId(appIdentifier) || !IsValidUtf8(appFolderPath) || !IsValidUtf8(appDisplayName)) {
+    return false;
+  }
+  if (IsLongerThan(appFolderPath, kMaximumFolderPath)) {
+    Trace(
+        "Specified app directory is more than or equal to 255 chars. Will reject processing "
+        "request.");
+    return false;
+  }
+  return true;
+}
+
+// Registers, and once more after a recovery where the list stood in the way: registering must not
+// fail for ever because somebody else has damaged the list.
+RegisterResult RegisterInList(const KeldaUpdaterRegisteredApp& app) {
+  KeldaUpdaterRegistrationManager list;
+  RegisterResult result = list.Register(app);
+  if (result == RegisterResult::kFailed) {
+    const FileLock lock(list);
+    if (lock.IsHeld() && list.Recover()) result = list.Register(app);
+  }
+  return result;
+}
+
+void RemoveSettings(const std::string& appId) {
+  std::string folder;
+  if (IsPathComponent(appId) && GetDataSubfolder(folder)) {
+    RemoveFileSystemObject(JoinPath(folder, appId + ".aup.xml"));
+  }
+}
+
+// The updater tidies up when no application is left for it to look after.
+void LetUpdaterTidyUp() {
+  if (FindUpdaterProcess()) return;
+  Trace("Launching KXL.");
+  OpenUpdaterApplication({{"KX_LAUNCH_MODE", "5"}});
+}
+
+}  // namespace
+
+std::int32_t RegisterApplication(const char* appIdentifier, const char* appDisplayName,
+                                 const char* appFolderPath) {
+  if (!AreValid(appIdentifier, appDisplayName, appFolderPath)) return ESD_ERR_INVALIDDATA;
+  if (!IsUserAdmin()) return ESD_ERR_REGISTRATIONFAILED;
+  KeldaUpdaterRegisteredApp app{std::string_view(appIdentifier)};
+  app.SetDisplayName(appDisplayName);
+  app.SetInstallPath(appFolderPath);
+  switch (RegisterInList(app)) {
+    case RegisterResult::kAdded:
+    case RegisterResult::kReplaced:
+      Trace(std::string("Successfully registerred AppIdentifier: ") + appIdentifier +
+            "\nAppName: " + appDisplayName + "\nAppFolder: " + appFolderPath);
+      return ESD_ERR_OK;
+    case RegisterResult::kUnchanged:
+      return ESD_ERR_ALREADYREGISTERED;
+    case RegisterResult::kFailed:
+      break;
+  }
+  return ESD_ERR_REGISTRATIONFAILED;
+}
+
+std::int32_t UnRegisterApplication(const char* appIdentifier) {
+  if (IsNullOrEmpty(appIdentifier) || !IsValidAppId(appIdentifier)) return ESD_ERR_INVALIDDATA;
+  if (!IsUserAdmin()) return ESD_ERR_REGISTRATIONFAILED;
+  KeldaUpdaterRegistrationManager list;
+  switch (list.Unregister(appIdentifier)) {
+    case UnregisterResult::kNotFound:
+      Trace(std::string("Not already registered - AppIdentifier: ") + appIdentifier);
+      return ESD_ERR_NOTREGISTERED;
+    case UnregisterResult::kFailed:
+      Trace(std::string("Unregistration failed - AppIdentifier: ") + appIdentifier);
+      return ESD_ERR_REGISTRATIONFAILED;
+    case UnregisterResult::kRemoved:
+      Trace(std::string("Successfully unregistered - AppIdentifier: ") + appIdentifier);
+      break;
+  }
+  RemoveSettings(appIdentifier);
+  std::vector<KeldaUpdaterRegisteredApp> apps;
+  if (!list.GetRegisteredApps(apps) || apps.empty()) LetUpdaterTidyUp();
+  return ESD_ERR_OK;
+}
+
+}  // namespace kxl
