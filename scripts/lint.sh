@@ -1,0 +1,10 @@
+#!/bin/sh
+# Checks the format of every source and what clang-tidy and shellcheck have to say.
+set -eu
+cd "$(dirname "$0")/.."
+scripts/install.sh g++ cmake ninja-build libboost-dev libexpat1-dev libmd-dev libgtest-dev \
+  clang-format clang-tidy shellcheck
+git ls-files '*.h' '*.c' '*.cpp' | xargs clang-format --dry-run -Werror
+git ls-files '*.sh' .ci/run | xargs shellcheck
+cmake --preset release >/dev/null
+run-clang-tidy -quiet -p build "^$PWD/(src|examples|tools)/" 2>/dev/null

@@ -1,0 +1,38 @@
+#include "stores/lock_files.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "esd/resource_locker.h"
+#include "support/test_folder.h"
+
+namespace {
+
+TEST(LockFiles, AreBusyWhileTheirLockIsHeld) {
+  const std::string path =
+      kxl_test::InTestFolder("run/Kelda/Updater6/Updater6/locked/lock.com.example");
+  EXPECT_TRUE(kxl::IsLockFileBusy("com.example")) << "a missing one";
+  EXPECT_TRUE(kxl::CreateLockFile("com.example"));
+  EXPECT_EQ(kxl_test::ReadFile(path), "lock");
+  EXPECT_FALSE(kxl::IsLockFileBusy("com.example")) << "a stale one";
+  {
+    esd::ResourceLocker updater("KeldaUpdater6com.example", 0);
+    ASSERT_TRUE(updater.Lock());
+    EXPECT_TRUE(kxl::IsLockFileBusy("com.example"));
+  }
+  EXPECT_FALSE(kxl::IsLockFileBusy("com.example"));
+  EXPECT_TRUE(kxl::RemoveLockFile("com.example"));
+  EXPECT_FALSE(std::filesystem::exists(path));
+  EXPECT_TRUE(kxl::RemoveLockFile("com.example"));
+}
+
+TEST(LockFiles, RefuseIdentifiersThatLeadElsewhere) {
+  for (const char* name : {".", "..", "a/b"}) {
+    EXPECT_FALSE(kxl::CreateLockFile(name)) << name;
+    EXPECT_FALSE(kxl::RemoveLockFile(name)) << name;
+    EXPECT_TRUE(kxl::IsLockFileBusy(name)) << name;
+  }
+}
+
+}  // namespace

@@ -1,0 +1,62 @@
+// Real child processes whose bodies stand in the test binary itself. Parent and child go step by
+// step over a pair of pipes; nobody sleeps.
+#ifndef KXL_TESTS_SUPPORT_CHILD_PROCESS_H
+#define KXL_TESTS_SUPPORT_CHILD_PROCESS_H
+
+#include <sys/types.h>
+
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kxl_test {
+
+using Arguments = std::vector<std::string>;
+using Environment = std::map<std::string, std::string>;
+
+// One end of the pair of pipes.
+class Link {
+ public:
+  Link(int readEnd, int writeEnd) : readEnd_(readEnd), writeEnd_(writeEnd) {}
+  void Tell(char step = '.') const;
+  bool Await() const;  // false when the other side has gone
+  void Write(std::string_view text) const;
+  std::string ReadAll() const;  // until the other side closes
+
+ protected:
+  int readEnd_;
+  int writeEnd_;
+};
+
+using ChildBody = int (*)(const Link& parent, const Arguments& arguments);
+bool AddChildBody(const char* name, ChildBody body);
+
+// CHILD_BODY(Name) { ... } defines what a ChildProcess "Name" does; its answer is the exit status.
+#define CHILD_BODY(name)                                                                  \
+  static int name(const kxl_test::Link& parent, const kxl_test::Arguments& arguments);    \
+  [[maybe_unused]] static const bool name##IsAdded = kxl_test::AddChildBody(#name, name); \
+  static int name([[maybe_unused]] const kxl_test::Link& parent,                          \
+                  [[maybe_unused]] const kxl_test::Arguments& arguments)
+
+// Runs the body that argv asks for, if it asks for one.
+bool RunsChildBody(int argc, char** argv, int& status);
+
+class ChildProcess : public Link {
+ public:
+  // Runs the body with this process's environment, changed by the given variables.
+  ChildProcess(const char* body, const Arguments& arguments, const Environment& environment = {});
+  ~ChildProcess();  // kills a child that still runs
+  ChildProcess(const ChildProcess&) = delete;
+  ChildProcess& operator=(const ChildProcess&) = delete;
+
+  pid_t Id() const { return id_; }
+  int Exit();  // waits; the exit status, or the negated signal that ended it
+
+ private:
+  pid_t id_;
+};
+
+}  // namespace kxl_test
+
+#endif  // KXL_TESTS_SUPPORT_CHILD_PROCESS_H

@@ -1,0 +1,92 @@
+#include "support/host.h"
+
+#include <grp.h>
+#include <kxl/kxl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <sstream>
+
+namespace kxl_test {
+
+namespace {
+
+constexpr char kSeparator = '\x1F';
+constexpr char kNull = '\x1E';
+
+std::string Pack(const Call& call) {
+  std::string packed;
+  for (const auto& argument : call) packed += argument.value_or(std::string(1, kNull)) + kSeparator;
+  return packed;
+}
+
+Call Unpack(const std::string& packed) {
+  Call call;
+  std::istringstream stream(packed);
+  for (std::string argument; std::getline(stream, argument, kSeparator);) {
+    const bool isNull = argument == std::string(1, kNull);
+    call.push_back(isNull ? std::nullopt : std::optional(argument));
+  }
+  return call;
+}
+
+bool Prepare(const std::string& prepare) {
+  if (prepare == "guest") {
+    const gid_t group = 2000;
+    return setgroups(1, &group) == 0 && setgid(group) == 0 && setuid(2000) == 0;
+  }
+  if (prepare.starts_with("limit ")) {
+    const rlim_t bytes = std::stoul(prepare.substr(6));
+    const rlimit limit = {bytes, bytes};
+    return setrlimit(RLIMIT_FSIZE, &limit) == 0;
+  }
+  return prepare.empty();
+}
+
+CHILD_BODY(Host) {
+  if (!Prepare(arguments[0])) return 1;
+  std::string answers;
+  for (std::size_t i = 1; i < arguments.size(); ++i) {
+    answers += std::to_string(MakeCall(Unpack(arguments[i]))) + " ";
+  }
+  parent.Write(answers);
+  return 0;
+}
+
+}  // namespace
+
+int MakeCall(const Call& call) {
+  const auto text = [&](std::size_t index) {
+    return index < call.size() && call[index] ? call[index]->c_str() : nullptr;
+  };
+  const std::string& name = *call[0];
+  if (name == "RegisterApplication") return KXLRegisterApplication(text(1), text(2), text(3));
+  if (name == "UnRegisterApplication") return KXLUnRegisterApplication(text(1));
+  if (name == "IsUpdateCheckEnabled") return KXLIsUpdateCheckEnabled();
+  if (name == "TriggerUpdateCheck") {
+    return KXLTriggerUpdateCheck(text(1), text(2), text(3), text(4), KXL_TRIGGER_SCHEDULED, true);
+  }
+  if (name == "IsUpdateAvailable") {
+    return KXLIsUpdateAvailable(text(1), text(2), text(3), 7, nullptr, false);
+  }
+  if (name == "DownloadMissingComponents") {
+    return KXLDownloadMissingComponents(text(1), text(2), text(3), text(4), nullptr, 0, false);
+  }
+  if (name == "DoPluginAction") return KXLDoPluginAction(text(1));
+  if (name == "SuppressUpdates") return KXLSuppressUpdates(nullptr, nullptr, nullptr, 1);
+  return static_cast<int>(KXLGetVersion() >> 28);
+}
+
+std::vector<int> CallsInHost(const std::vector<Call>& calls, const Environment& environment,
+                             const std::string& prepare) {
+  Arguments arguments = {prepare};
+  for (const Call& call : calls) arguments.push_back(Pack(call));
+  ChildProcess host("Host", arguments, environment);
+  std::istringstream stream(host.ReadAll());
+  std::vector<int> answers;
+  if (host.Exit() != 0) return answers;
+  for (int answer; stream >> answer;) answers.push_back(answer);
+  return answers;
+}
+
+}  // namespace kxl_test

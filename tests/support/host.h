@@ -1,0 +1,28 @@
+// A host application of the shared library, in a process of its own.
+#ifndef KXL_TESTS_SUPPORT_HOST_H
+#define KXL_TESTS_SUPPORT_HOST_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "support/child_process.h"
+
+namespace kxl_test {
+
+// One call: the function's name without "KXL", then its arguments; nullopt passes a null pointer.
+using Call = std::vector<std::optional<std::string>>;
+
+// Makes the calls one after the other in a new process, and answers what they answered. prepare
+// names what the process does first: "" nothing, "guest" becomes the ordinary user 2000
+// (WithFreeIdentity), "limit N" lets no file grow beyond N bytes. A process that does not end well
+// answers nothing.
+std::vector<int> CallsInHost(const std::vector<Call>& calls, const Environment& environment,
+                             const std::string& prepare = "");
+
+// One call of an entry function by name; for host bodies of other tests.
+int MakeCall(const Call& call);
+
+}  // namespace kxl_test
+
+#endif  // KXL_TESTS_SUPPORT_HOST_H

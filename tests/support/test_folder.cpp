@@ -1,0 +1,134 @@
+#include "support/test_folder.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "esd/resource_locker.h"
+
+namespace kxl_test {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string folder;
+
+void ExpectNoLock(const std::string& resource) {
+  std::string name = esd::SemaphoreName(resource);
+  for (char& character : name) character = character == '/' ? '_' : character;
+  const std::string semaphore = "/dev/shm/sem." + name;
+  EXPECT_FALSE(fs::exists(semaphore)) << "the lock on " << resource << " was left behind";
+  fs::remove(semaphore);
+}
+
+// Looks at every test's traces on the machine, then empties it for the next one.
+class LeftoverListener : public testing::EmptyTestEventListener {
+  void OnTestEnd(const testing::TestInfo& /*test*/) override {
+    for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+      const std::string path = entry.path();
+      if (entry.is_regular_file()) {
+        EXPECT_FALSE(path.ends_with('_')) << path << " was left behind";
+      }
+      ExpectNoLock(path);
+    }
+    ExpectNoLock(ListPath());
+    for (const auto& entry : fs::directory_iterator(folder)) fs::remove_all(entry);
+  }
+};
+
+}  // namespace
+
+const std::string& TestFolder() { return folder; }
+
+std::string InTestFolder(std::string_view name) { return folder + "/" + std::string(name); }
+
+std::string ListPath() { return InTestFolder("var/lib/Kelda/Updater6/KeldaESDGlobalApps.xml"); }
+
+std::string LibraryLog() { return InTestFolder("home/.local/share/Kelda/Updater6/kxlLib.log"); }
+
+std::string UpdaterExecutable() {
+  return InTestFolder(
+      "opt/Kelda Utilities.localized/Kelda Updater6/Kelda Updater.app/Contents/MacOS/"
+      "Kelda Updater");
+}
+
+std::string ReadFile(const std::string& path) {
+  std::ostringstream text;
+  text << std::ifstream(path, std::ios::binary).rdbuf();
+  return text.str();
+}
+
+std::string ReadLog(const std::string& path) {
+  constexpr std::string_view kStamp = "dddd-dd-ddTdd:dd:dd: ";
+  const auto matches = [](char character, char pattern) {
+    return pattern == 'd' ? character >= '0' && character <= '9' : character == pattern;
+  };
+  std::istringstream lines(ReadFile(path));
+  std::string text;
+  for (std::string line; std::getline(lines, line); text += line + "\n") {
+    if (line.size() >= kStamp.size() &&
+        std::equal(kStamp.begin(), kStamp.end(), line.begin(),
+                   [&](char pattern, char character) { return matches(character, pattern); })) {
+      line.erase(0, kStamp.size());
+    }
+  }
+  return text;
+}
+
+void WriteFile(const std::string& path, std::string_view text) {
+  fs::create_directories(fs::path(path).parent_path());
+  std::ofstream(path, std::ios::binary) << text;
+}
+
+Environment WithAccounts(const std::string& groups) {
+  WriteFile(InTestFolder("passwd"), "kelly:x:" + std::to_string(getuid()) + ":4000::" + folder +
+                                        "/home:/bin/sh\nroot:x:0:0::/:/bin/sh\n"
+                                        "guest:x:2000:2000::/:/bin/sh\n");
+  WriteFile(InTestFolder("group"), groups);
+  return {{"LD_PRELOAD", "libnss_wrapper.so"},
+          {"NSS_WRAPPER_PASSWD", InTestFolder("passwd")},
+          {"NSS_WRAPPER_GROUP", InTestFolder("group")}};
+}
+
+Environment WithFreeIdentity(const std::string& groups) {
+  Environment environment = WithAccounts(groups);
+  environment["LD_PRELOAD"] += ":libuid_wrapper.so";
+  environment["UID_WRAPPER"] = "1";
+  environment["UID_WRAPPER_ROOT"] = "1";
+  environment["UID_WRAPPER_DISABLE_DEEPBIND"] = "1";  // sanitizers refuse it
+  return environment;
+}
+
+}  // namespace kxl_test
+
+// The wrapped account database is loaded before the sanitizers' runtimes, and unlocks mutexes that it
+// did not lock.
+extern "C" const char* __asan_default_options() { return "verify_asan_link_order=0"; }
+extern "C" const char* __tsan_default_options() { return "report_mutex_bugs=0"; }
+extern "C" const char* __tsan_default_suppressions() { return "called_from_lib:libnss_wrapper.so"; }
+
+namespace fs = std::filesystem;
+
+int main(int argc, char** argv) {
+  int status = 0;
+  if (kxl_test::RunsChildBody(argc, argv, status)) return status;
+
+  testing::InitGoogleTest(&argc, argv);
+  std::string folder = fs::temp_directory_path() / "kxl-test-XXXXXX";
+  if (mkdtemp(folder.data()) == nullptr) return EXIT_FAILURE;
+  kxl_test::folder = fs::canonical(folder);
+  setenv("KXL_ROOT", kxl_test::folder.c_str(), 1);
+  setenv("HOME", kxl_test::InTestFolder("home").c_str(), 1);
+  setenv("XDG_RUNTIME_DIR", kxl_test::InTestFolder("run").c_str(), 1);
+  for (const char* name : {"XDG_CACHE_HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME"}) unsetenv(name);
+  testing::UnitTest::GetInstance()->listeners().Append(new kxl_test::LeftoverListener);
+  status = RUN_ALL_TESTS();
+  fs::remove_all(kxl_test::folder);
+  return status;
+}
