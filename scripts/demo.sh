@@ -9,6 +9,7 @@ cmake --build --preset release >/dev/null
 
 machine=$(mktemp -d)
 trap 'rm -rf "$machine"' EXIT
+trap 'exit 1' HUP INT PIPE TERM
 mkdir -p "$machine/home" "$machine/run"
 echo "kelly:x:$(id -u):$(id -g)::$machine/home:/bin/sh" >"$machine/passwd"
 echo "admin:x:5000:kelly" >"$machine/group"

@@ -23,7 +23,8 @@
  *      the network.
  *  (7) Results. Functions that answer a result code answer one of enum KXLResult, as int32_t. No
  *      C++ exception leaves the library. A call that failed has left every shared file in its
- *      old state, unless its text says otherwise.
+ *      old state, unless its text says otherwise; only when the disk has refused the very last
+ *      step, the exchange of two names, may the change still appear at a later call.
  *  (8) Trace. Calls, arguments and results are written to "kxlLib.log" in the user's data folder
  *      ($XDG_DATA_HOME/Kelda/Updater6, else ~/.local/share/Kelda/Updater6). Nothing is ever
  *      printed.
@@ -56,7 +57,8 @@ enum KXLResult {
   ESD_ERR_KX = 2,                 /* the updater is not installed or could not be started */
   ESD_ERR_INVALIDDATA = 3,        /* an argument is missing, too long or malformed */
   ESD_ERR_REGISTRATIONFAILED = 4, /* the list of applications could not be written (rights, a
-                                     held lock, a full disk), or the user may not write it */
+                                     held lock, a full disk), the user may not write it, or the
+                                     data holds what the list's XML cannot carry */
   ESD_ERR_ALREADYREGISTERED = 5,  /* registered already with this very name and folder */
   ESD_ERR_NOTREGISTERED = 6,      /* the application is not registered */
   ESD_ERR_NOTENABLED = 7,         /* the administrator has switched updates off, or the user is
@@ -93,7 +95,9 @@ typedef struct KXLMissingComponentList {
  *  appDisplayName  1 to 512 bytes of UTF-8, the name that the updater shows
  *  appFolderPath   1 to 255 bytes of UTF-8, the folder where the application is installed
  *
- * Only members of the machine's administrator group may register.
+ * Only members of the machine's administrator group may register. An identifier with a double
+ * quote, '&' or '<', and texts with control characters, cannot be written to the list
+ * (ESD_ERR_REGISTRATIONFAILED).
  *
  * Answers ESD_ERR_OK (the entry is on disk), ESD_ERR_ALREADYREGISTERED (nothing was written),
  * ESD_ERR_INVALIDDATA, ESD_ERR_REGISTRATIONFAILED, or ESD_ERR_FAILURE when the folder of the list

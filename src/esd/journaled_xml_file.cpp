@@ -29,7 +29,8 @@ bool JournaledXMLFile::SetPath(const std::string& newPath) {
 }
 
 bool JournaledXMLFile::Save() {
-  if (!Document() || !WriteJournal()) return false;
+  // A document that would not parse again must not take the place of one that does.
+  if (!Document() || !esd::ReadsBack(*Document()) || !WriteJournal()) return false;
   // What stands under the journal's name after the exchange is the old content.
   return FileExchange(path_, journalPath_) && DiscardJournal();
 }

@@ -33,8 +33,9 @@ class JournaledXMLFile {
   // which must be free, and then deleted with its journal. On failure everything stays as it was.
   bool SetPath(const std::string& newPath);
 
-  // Writes the document. False leaves the file as it was; its new content may then still come into
-  // force at the next Load, when only the exchange of names has failed.
+  // Writes the document. False leaves the file as it was (also for a document that would not read
+  // back); its new content may then still come into force at the next Load, when only the exchange
+  // of names has failed.
   virtual bool Save();
 
   // Reads the file, or a journal in its place, and hands the document to OnLoaded. A missing file

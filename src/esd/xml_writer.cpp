@@ -1,8 +1,28 @@
 #include "esd/xml_writer.h"
 
+#include <algorithm>
+#include <boost/locale/utf.hpp>
+
 namespace esd {
 
 namespace {
+
+bool IsXmlText(const std::string& text) {
+  using Utf8 = boost::locale::utf::utf_traits<char>;
+  for (auto at = text.begin(); at != text.end();) {
+    const auto byte = static_cast<unsigned char>(*at);
+    if (byte < 0x80) {
+      if (byte < 0x20 && byte != '\t' && byte != '\n' && byte != '\r') return false;
+      ++at;
+      continue;
+    }
+    const boost::locale::utf::code_point codePoint = Utf8::decode(at, text.end());
+    if (!boost::locale::utf::is_valid_codepoint(codePoint) || (codePoint & 0xFFFFFEU) == 0xFFFE) {
+      return false;
+    }
+  }
+  return true;
+}
 
 // Collects the text and passes it on in pieces: one call of the stream for a small file.
 class Printer {
@@ -78,6 +98,17 @@ std::ostream& WriteNode(std::ostream& stream, const XMLDocumentNode& node) {
   }
   printer.Flush();
   return stream;
+}
+
+bool ReadsBack(const XMLDocumentNode& node) {
+  return IsXmlText(node.GetText()) &&
+         std::all_of(node.GetAttributes().begin(), node.GetAttributes().end(),
+                     [](const auto& attribute) {
+                       return IsXmlText(attribute.second) &&
+                              attribute.second.find_first_of("\"&<") == std::string::npos;
+                     }) &&
+         std::all_of(node.GetChildren().begin(), node.GetChildren().end(),
+                     [](const XMLNodePointer& child) { return ReadsBack(*child); });
 }
 
 void EscapeText(std::string_view text, std::string& out) {

@@ -25,6 +25,12 @@ namespace esd {
 // failures.
 std::ostream& WriteNode(std::ostream& stream, const XMLDocumentNode& node);
 
+// Whether what WriteNode prints of the node reads back: no attribute value holds one of the three
+// characters above, and no text or value holds what XML cannot carry (control characters other than
+// tab and line ends, malformed UTF-8, surrogates, U+FFFE and U+FFFF). A file that is written
+// without this test may take everything else in it with it.
+bool ReadsBack(const XMLDocumentNode& node);
+
 // Appends text to out with the five entities for '"', '&', '\'', '<' and '>'.
 void EscapeText(std::string_view text, std::string& out);
 

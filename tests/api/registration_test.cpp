@@ -80,7 +80,7 @@ TEST(Registration, RefusesInvalidArguments) {
                {Register("i", std::string(512, 'n')), 0, ": Successfully registerred"},
                {Register("i", std::string(513, 'n')), 3, ""},
                {Register("i", "\xC0\x80"), 3, ""},
-               {Register("i", "\xED\xA0\x80"), 0, ": Successfully registerred"},
+               {Register("i", "\xED\xA0\x80"), 4, ""},  // valid, but nothing that XML can carry
                {Register("i", "n", "/\xFF"), 3, ""},
                {Register("i", "n", std::string(255, '/')), 0, ": Successfully registerred"},
                {Register("i", "n", std::string(256, '/')), 3, tooLong},
@@ -92,7 +92,7 @@ TEST(Registration, RefusesInvalidArguments) {
                {Unregister(std::string(257, 'i')), 3, longId}};
   for (const auto& [call, code, message] : cases) {
     fs::remove(LibraryLog());
-    EXPECT_EQ(CallsInHost({call}, WithAccounts()), std::vector{code});
+    EXPECT_EQ(CallsInHost({call}, WithAccounts()), std::vector{code}) << *call[0] << code;
     EXPECT_EQ(LogHas(message), true) << message;
     if (message.empty()) {
       EXPECT_FALSE(LogHas("Will reject"));
@@ -208,6 +208,19 @@ TEST(Registration, ADamagedListIsSetAsideAndBegunAnew) {
     EXPECT_EQ(CountInList("<Application "), 1U);
     EXPECT_EQ(ReadFile(ListPath() + ".damaged"), damaged);
   }
+}
+
+// The list's attributes are not escaped: one bad entry would take all the others with it.
+TEST(Registration, WhatWouldNotReadBackIsNotWritten) {
+  WriteFile(ListPath(), TwentyApplications());
+  EXPECT_EQ(CallsInHost({Register("a\"b"), Register("a&b"), Register("a<b"), Register("a\x01"),
+                         Register("a", "\x02"), Register("a", "\xF4\x90\x80\x80"),
+                         Register("a", "n", "\xED\xA0\x80"), Unregister("a&b")},
+                        WithAccounts()),
+            (std::vector{4, 4, 4, 4, 4, 4, 4, 6}));
+  EXPECT_EQ(ReadFile(ListPath()), TwentyApplications());
+  EXPECT_EQ(CallsInHost({Register("a'>b", "<\"&'>", "/a&b")}, WithAccounts()), std::vector{0});
+  EXPECT_EQ(CountInList("<Application "), 21U);
 }
 
 TEST(Registration, AFullDiskLosesNoEntry) {
