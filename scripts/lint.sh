@@ -2,7 +2,7 @@
 # Checks the format of every source and what clang-tidy and shellcheck have to say.
 set -eu
 cd "$(dirname "$0")/.."
-scripts/install.sh g++ cmake ninja-build libboost-dev libexpat1-dev libmd-dev libgtest-dev \
+scripts/install.sh g++ cmake ninja-build libboost-dev libexpat1-dev libmd-dev libplist-dev libsystemd-dev libgtest-dev \
   clang-format clang-tidy shellcheck
 git ls-files '*.h' '*.c' '*.cpp' | xargs clang-format --dry-run -Werror
 git ls-files '*.sh' .ci/run | xargs shellcheck

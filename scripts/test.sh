@@ -4,7 +4,8 @@
 set -eu
 cd "$(dirname "$0")/.."
 scripts/install.sh g++ cmake ninja-build libboost-dev libexpat1-dev libmd-dev libgtest-dev \
-  libnss-wrapper libuid-wrapper
+  libplist-dev libsystemd-dev \
+  libnss-wrapper libuid-wrapper dbus-daemon
 [ $# -gt 0 ] || set -- release
 for preset in "$@"; do
   cmake --preset "$preset"

@@ -18,16 +18,20 @@
  *      variables (KX_LAUNCH_MODE and others), with setenv(3) in the calling process. Some of them
  *      stay set. KXL_ROOT, HOME and the XDG_* variables are read once a process.
  *  (6) Waiting. Shared files are guarded by machine-wide locks that other processes hold for
- *      milliseconds. A call waits for one only as long as its own text below says and then fails
- *      with a documented code; apart from that it does a few file operations. Nothing waits for
- *      the network.
+ *      milliseconds. A call waits for one only as long as its own text below says; when that was in
+ *      vain it fails with a documented code or goes on without. The first call of a process (other
+ *      than KXLSuppressUpdates) also reads the updater's preferences to set up the trace, and may
+ *      wait for their lock, 3 seconds at most. Apart from that a call does a few file operations.
+ *      Nothing waits for the network.
  *  (7) Results. Functions that answer a result code answer one of enum KXLResult, as int32_t. No
- *      C++ exception leaves the library. A call that failed has left every shared file in its
- *      old state, unless its text says otherwise; only when the disk has refused the very last
- *      step, the exchange of two names, may the change still appear at a later call.
- *  (8) Trace. Calls, arguments and results are written to "kxlLib.log" in the user's data folder
- *      ($XDG_DATA_HOME/Kelda/Updater6, else ~/.local/share/Kelda/Updater6). Nothing is ever
- *      printed.
+ *      C++ exception leaves the library. Shared files are replaced as a whole, except for the
+ *      updater's preferences. A call that failed has not done what it was asked for, unless its
+ *      text says otherwise; only when the disk has refused the very last step, the exchange of two
+ *      names, may the change still appear at a later call.
+ *  (8) Trace. Calls, arguments and results (but not those of KXLSuppressUpdates) are written to
+ *      "kxlLib.log" in the user's data folder ($XDG_DATA_HOME/Kelda/Updater6, else
+ *      ~/.local/share/Kelda/Updater6), unless the updater's preferences name another file or
+ *      switch it off. Nothing is ever printed.
  *  (9) ABI. libkxl.so.6 keeps these nine functions, their parameters and the meaning of every
  *      code. New codes may be added: treat a code that you do not know as a failure.
  *
@@ -96,10 +100,10 @@ typedef struct KXLMissingComponentList {
  *  appFolderPath   1 to 255 bytes of UTF-8, the folder where the application is installed
  *
  * Only members of the machine's administrator group may register. An identifier with a double
- * quote, '&' or '<', and texts with control characters, cannot be written to the list
- * (ESD_ERR_REGISTRATIONFAILED).
+ * quote, '&', '<', a tab or a line end, and texts with other control characters, cannot be written
+ * to the list (ESD_ERR_REGISTRATIONFAILED).
  *
- * Answers ESD_ERR_OK (the entry is on disk), ESD_ERR_ALREADYREGISTERED (nothing was written),
+ * Answers ESD_ERR_OK (the entry is in the list), ESD_ERR_ALREADYREGISTERED (nothing was written),
  * ESD_ERR_INVALIDDATA, ESD_ERR_REGISTRATIONFAILED, or ESD_ERR_FAILURE when the folder of the list
  * can be neither found nor made. A failed call leaves the list as it was, with one exception: a
  * list that can be read but is damaged is set aside as KeldaESDGlobalApps.xml.damaged, and a new
@@ -127,8 +131,8 @@ KXL_API int32_t KXLUnRegisterApplication(const char* appIdentifier);
 
 /*
  * Answers 1 when this user may check for updates: the administrator has not switched updates off
- * and the user is an administrator. Answers 0 otherwise, also on any failure. An application
- * hides its "check for updates" command then. Reads one small file and waits for no lock.
+ * and the user is an administrator. Answers 0 otherwise; a switch that cannot be read counts as not
+ * set. An application hides its "check for updates" command at 0. Waits for no lock.
  */
 KXL_API int32_t KXLIsUpdateCheckEnabled(void);
 
@@ -144,7 +148,13 @@ KXL_API int32_t KXLIsUpdateCheckEnabled(void);
  *
  * Answers ESD_ERR_OK (also when a scheduled check is not due), ESD_ERR_KX, ESD_ERR_INVALIDDATA,
  * ESD_ERR_NOTREGISTERED (registering first has failed), ESD_ERR_NOTENABLED, KXL_CHECK_SUPPRESSED
- * or ESD_ERR_FAILURE.
+ * or ESD_ERR_FAILURE. The kind of launch is recorded in the preferences before the updater is
+ * started, so it is also when that fails (ESD_ERR_KX).
+ *
+ * Waits for the holds' lock and for the preferences' lock, 3 seconds each at most, and goes on
+ * without what it could not read; with bOverrideData also for the list of applications, 2 seconds
+ * to look and as KXLRegisterApplication to register. KX_LAUNCH_MODE, KX_DISPLAY_LANG and
+ * KX_LAUNCH_APPID stay set in the caller's environment.
  */
 KXL_API int32_t KXLTriggerUpdateCheck(const char* appIdentifier, const char* appDisplayName,
                                       const char* appFolderPath, const char* appDisplayLang,
@@ -153,9 +163,9 @@ KXL_API int32_t KXLTriggerUpdateCheck(const char* appIdentifier, const char* app
 /*
  * Asks whether an update waits for the application. The first call starts the updater and answers
  * ESD_ERR_NOTIFY_PENDING; call again with the same requestNumber, seconds later, until the answer
- * is another one. ESD_ERR_OK means that the updater has answered: *result then holds its number,
- * and the answer is used up. A damaged answer ends the request the same way and leaves *result
- * alone.
+ * is another one. ESD_ERR_OK means that the updater has answered: *result then holds its number (0
+ * when it gave none), and the answer is used up. An answer that is damaged ends the request the
+ * same way and leaves *result alone.
  *
  *  appIdentifier .. appFolderPath  as in KXLRegisterApplication
  *  requestNumber                   the caller's own number for this request
@@ -163,7 +173,8 @@ KXL_API int32_t KXLTriggerUpdateCheck(const char* appIdentifier, const char* app
  *  bOverrideData                   as in KXLTriggerUpdateCheck
  *
  * Other answers: ESD_ERR_FAILURE, ESD_ERR_KX, ESD_ERR_INVALIDDATA, ESD_ERR_NOTREGISTERED,
- * ESD_ERR_NOTENABLED. *result is written with ESD_ERR_OK only.
+ * ESD_ERR_NOTENABLED. *result is written with ESD_ERR_OK only. Waits with bOverrideData only, as
+ * KXLTriggerUpdateCheck does for the list of applications.
  */
 KXL_API int32_t KXLIsUpdateAvailable(const char* appIdentifier, const char* appDisplayName,
                                      const char* appFolderPath, uint32_t requestNumber,
@@ -173,14 +184,17 @@ KXL_API int32_t KXLIsUpdateAvailable(const char* appIdentifier, const char* appD
  * Puts components that the application lacks on the user's list of components to fetch, then tells
  * the running updater or starts it.
  *
- *  appIdentifier .. appDisplayLang  as in KXLTriggerUpdateCheck, the identifier is required
+ *  appIdentifier .. appDisplayLang  as in KXLTriggerUpdateCheck; the identifier is required, the
+ *                                   folder may be longer
  *  components                       required; a count above 0 needs an array
  *  operationType                    recorded for the updater as it is
  *  bOverrideData                    as in KXLTriggerUpdateCheck
  *
- * Answers ESD_ERR_OK, KXL_ALL_LISTED, ESD_ERR_FAILURE (components before the one that failed stay
- * listed), ESD_ERR_KX (they are listed, but the updater is not installed), ESD_ERR_INVALIDDATA,
- * ESD_ERR_NOTREGISTERED or ESD_ERR_NOTENABLED.
+ * Answers ESD_ERR_OK and KXL_ALL_LISTED (both also when the updater could not be started),
+ * ESD_ERR_FAILURE (components before the one that failed stay listed), ESD_ERR_KX (they are listed,
+ * but the updater is not installed), ESD_ERR_INVALIDDATA, ESD_ERR_NOTREGISTERED or
+ * ESD_ERR_NOTENABLED. Waits for the list's lock, 2 seconds at most for each component, half a
+ * second for a session bus that does not answer, and with bOverrideData as KXLTriggerUpdateCheck.
  */
 KXL_API int32_t KXLDownloadMissingComponents(const char* appIdentifier, const char* appDisplayName,
                                              const char* appFolderPath, const char* appDisplayLang,
@@ -191,8 +205,9 @@ KXL_API int32_t KXLDownloadMissingComponents(const char* appIdentifier, const ch
  * Starts the updater in the background to carry out its plug-in action for a registered
  * application.
  *
- * Answers ESD_ERR_OK, ESD_ERR_KX, ESD_ERR_INVALIDDATA, ESD_ERR_NOTREGISTERED, ESD_ERR_NOTENABLED,
- * KXL_UPDATER_RUNNING or ESD_ERR_FAILURE.
+ * Answers ESD_ERR_OK (also when the preferences could not be read, and nothing was started),
+ * ESD_ERR_KX, ESD_ERR_INVALIDDATA, ESD_ERR_NOTREGISTERED, ESD_ERR_NOTENABLED, KXL_UPDATER_RUNNING
+ * or ESD_ERR_FAILURE. Waits for the preferences' lock, 3 seconds at most, and for the list's, 2.
  */
 KXL_API int32_t KXLDoPluginAction(const char* appIdentifier);
 
@@ -200,14 +215,20 @@ KXL_API int32_t KXLDoPluginAction(const char* appIdentifier);
  * Holds update notices back for a while, or asks about holds.
  *
  * query == 0: sets the application's hold to *seconds from now (more than 43200, twelve hours, is
- *   lowered to that, in *seconds too); a null or zero seconds clears it. bufferSize is not used.
+ *   lowered to that, in *seconds too); a null or zero seconds clears it. bufferSize is not used. A
+ *   running updater is told of a new hold.
  * query != 0, appIdentifier not empty: *seconds receives what is left of its hold, 0 for none.
  * query != 0, appIdentifier null or empty: asks for the longest hold. *seconds receives what is
- *   left of it; *bufferSize, the size of the buffer appIdentifier in bytes, receives the size that
- *   its owner's identifier needs with its zero byte (0: there is no hold); the identifier is copied
- *   when it fits, otherwise the buffer is left alone.
+ *   left of it, 0 without a hold; *bufferSize, the size of the buffer appIdentifier in bytes,
+ *   receives the size that its owner's identifier needs with its zero byte. The identifier is
+ * copied when it fits, and the rest of the buffer filled with zeros; otherwise the buffer is left
+ * alone. Without a hold *bufferSize receives 0, and a buffer of at least 1 byte an empty text.
  *
- * Answers ESD_ERR_OK, ESD_ERR_FAILURE, ESD_ERR_INVALIDDATA or KXL_SUPPRESS_FILE_BUSY.
+ * Every call drops the holds that have ended. Answers ESD_ERR_OK, ESD_ERR_FAILURE (the file of
+ * holds cannot be read or written, or has a line with an impossible time; it is left as it was),
+ * ESD_ERR_INVALIDDATA (no or no valid identifier to set, one with a tab or a line end, nothing
+ * asked for, or a hold asked for without seconds) or KXL_SUPPRESS_FILE_BUSY. Waits for the file's
+ * lock, 3 seconds at most, and half a second for a session bus that does not answer.
  */
 KXL_API int32_t KXLSuppressUpdates(char* appIdentifier, uint32_t* bufferSize, uint32_t* seconds,
                                    int32_t query);

@@ -46,6 +46,8 @@ RegisterResult RegisterInList(const KeldaUpdaterRegisteredApp& app) {
   if (result == RegisterResult::kFailed) {
     const FileLock lock(list);
     if (lock.IsHeld() && list.Recover()) result = list.Register(app);
+    // Somebody else's entry, or one that a failing disk let through, is no success of this request.
+    if (result == RegisterResult::kUnchanged) result = RegisterResult::kFailed;
   }
   return result;
 }
@@ -59,9 +61,19 @@ void RemoveSettings(const std::string& appId) {
 
 // The updater tidies up when no application is left for it to look after.
 void LetUpdaterTidyUp() {
-  if (FindUpdaterProcess()) return;
+  if (FindUpdaterProcess(BringToFront::kNo)) return;
   Trace("Launching KXL.");
   OpenUpdaterApplication({{"KX_LAUNCH_MODE", "5"}});
+}
+
+bool IsRegisteredAs(const char* appIdentifier, const char* appDisplayName,
+                    const char* appFolderPath) {
+  KeldaUpdaterRegistrationManager list;
+  KeldaUpdaterRegisteredApp app{esd::XMLNodePointer()};
+  std::string folder;
+  std::string name;
+  return list.Find(appIdentifier, app) && app.GetInstallPath(folder) && folder == appFolderPath &&
+         (appDisplayName == nullptr || (app.GetDisplayName(name) && name == appDisplayName));
 }
 
 }  // namespace
@@ -106,6 +118,16 @@ std::int32_t UnRegisterApplication(const char* appIdentifier) {
   std::vector<KeldaUpdaterRegisteredApp> apps;
   if (!list.GetRegisteredApps(apps) || apps.empty()) LetUpdaterTidyUp();
   return ESD_ERR_OK;
+}
+
+std::int32_t RefreshRegistration(const char* appIdentifier, const char* appDisplayName,
+                                 const char* appFolderPath) {
+  if (appIdentifier == nullptr || appFolderPath == nullptr) return ESD_ERR_INVALIDDATA;
+  if (IsRegisteredAs(appIdentifier, appDisplayName, appFolderPath)) return ESD_ERR_OK;
+  const char* name = appDisplayName == nullptr ? appIdentifier : appDisplayName;
+  return RegisterApplication(appIdentifier, name, appFolderPath) == ESD_ERR_OK
+             ? ESD_ERR_OK
+             : ESD_ERR_NOTREGISTERED;
 }
 
 }  // namespace kxl

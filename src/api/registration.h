@@ -12,6 +12,12 @@ std::int32_t RegisterApplication(const char* appIdentifier, const char* appDispl
 
 std::int32_t UnRegisterApplication(const char* appIdentifier);
 
+// Registers the application unless it is registered with this folder and, where one is given, this
+// name. Answers ESD_ERR_OK, ESD_ERR_INVALIDDATA for a null identifier or folder, and
+// ESD_ERR_NOTREGISTERED when registering failed for any reason.
+std::int32_t RefreshRegistration(const char* appIdentifier, const char* appDisplayName,
+                                 const char* appFolderPath);
+
 }  // namespace kxl
 
 #endif  // KXL_API_REGISTRATION_H

@@ -36,11 +36,16 @@ bool JournaledXMLFile::Save() {
 }
 
 bool JournaledXMLFile::WriteJournal() {
-  ESDofstream journal(journalPath_, "wb", std::ios::out | std::ios::trunc | std::ios::binary);
+  ESDofstream journal(journalPath_, "wb", std::ios::out | std::ios::trunc | std::ios::binary,
+                      Links::kRefuse);
   if (!journal.IsOpen()) return false;
+  // The mode comes first: a journal that a dying process leaves must be readable for the next one.
+  const bool hasMode = SetFileMode(journal);
   esd::WriteNode(journal.Stream(), *Document());
+  // What is larger would not be read again.
+  const bool isReadable = journal.Stream().tellp() <= static_cast<std::streamoff>(kMaximumFileSize);
   // A full disk shows at any of these.
-  const bool written = SetFileMode(journal) && journal.Sync();
+  const bool written = hasMode && isReadable && journal.Sync();
   if (journal.Close() && written) return true;
   DeleteFile(journalPath_);
   return false;
@@ -49,14 +54,16 @@ bool JournaledXMLFile::WriteJournal() {
 // An empty journal is a torn one: where it cannot be deleted, that does as well.
 bool JournaledXMLFile::DiscardJournal() {
   return DeleteFile(journalPath_) ||
-         ESDofstream(journalPath_, "wb", std::ios::out | std::ios::trunc).IsOpen();
+         ESDofstream(journalPath_, "wb", std::ios::out | std::ios::trunc, Links::kRefuse).IsOpen();
 }
 
 bool JournaledXMLFile::Load() {
   if (!builder_.Init()) return false;
-  if (builder_.ParseFile(journalPath_, false)) {
-    if (FileExchange(journalPath_, path_) && DiscardJournal()) return OnLoaded(Document());
-    // The file cannot be brought to the newer state, by a user who may only read it, say.
+  if (builder_.ParseFile(journalPath_, false, Links::kRefuse)) {
+    const bool inForce = !IsFolder(path_) && FileExchange(journalPath_, path_) && DiscardJournal();
+    // A user who may only read cannot bring the file to the newer state; without a file the journal
+    // is the state.
+    if (inForce || !PathExists(path_)) return OnLoaded(Document());
   } else if (LastRead() == esd::ReadStatus::kUnreadable) {
     return false;  // it may be the newer state
   } else if (LastRead() == esd::ReadStatus::kDamaged) {

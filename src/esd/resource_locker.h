@@ -29,6 +29,25 @@ class LockPolicyInterface {
   virtual bool IsLocked() const = 0;
 };
 
+// Holds a lock for a scope, unless an outer scope holds it already. Without a policy there is
+// nothing to hold, and it counts as held.
+class ScopedLock {
+ public:
+  explicit ScopedLock(LockPolicyInterface* policy)
+      : policy_(policy), tookIt_(policy != nullptr && !policy->IsLocked() && policy->Lock()) {}
+  ~ScopedLock() {
+    if (tookIt_) policy_->Unlock(Force::kNo);
+  }
+  ScopedLock(const ScopedLock&) = delete;
+  ScopedLock& operator=(const ScopedLock&) = delete;
+
+  bool IsHeld() const { return policy_ == nullptr || policy_->IsLocked(); }
+
+ private:
+  LockPolicyInterface* policy_;
+  bool tookIt_;
+};
+
 // A misuse of a lock.
 class resource_lock_error : public std::exception {
  public:

@@ -17,12 +17,13 @@ std::unique_ptr<FileBuffer> MakeBuffer(OpenedFile& file, std::ios::openmode open
 
 }  // namespace
 
-ESDifstream::ESDifstream(const std::string& path, const char* /*mode*/,
-                         std::ios::openmode openMode) {
-  OpenedFile file = OpenRegularFile(path, FileAccess::kRead);
+ESDifstream::ESDifstream(const std::string& path, const char* /*mode*/, std::ios::openmode openMode,
+                         Links links) {
+  OpenedFile file = OpenRegularFile(path, FileAccess::kRead, links);
   status_ = file.status;
   size_ = file.size;
   if (!IsOpen()) return;
+  descriptor_ = file.descriptor.get();
   buffer_ = MakeBuffer(file, (openMode & ~std::ios::ate) | std::ios::in);
   if (buffer_ == nullptr) {
     status_ = OpenStatus::kUnavailable;
@@ -39,10 +40,15 @@ void ESDifstream::Close() {
   status_ = OpenStatus::kUnavailable;
 }
 
-ESDofstream::ESDofstream(const std::string& path, const char* /*mode*/,
-                         std::ios::openmode openMode) {
+bool ESDifstream::TakeWhileNamed(const std::string& path) const {
+  return IsOpen() && kxl::TakeWhileNamed(descriptor_, path);
+}
+
+ESDofstream::ESDofstream(const std::string& path, const char* /*mode*/, std::ios::openmode openMode,
+                         Links links) {
   const bool append = (openMode & std::ios::app) != 0;
-  OpenedFile file = OpenRegularFile(path, append ? FileAccess::kAppend : FileAccess::kReplace);
+  OpenedFile file =
+      OpenRegularFile(path, append ? FileAccess::kAppend : FileAccess::kReplace, links);
   if (file.status != OpenStatus::kOpened) return;
   descriptor_ = file.descriptor.get();
   buffer_ = MakeBuffer(file, openMode | std::ios::out);
@@ -56,6 +62,8 @@ bool ESDofstream::AddModeBits(mode_t bits) {
 }
 
 bool ESDofstream::SetMode(mode_t mode) { return IsOpen() && kxl::SetMode(descriptor_, mode); }
+
+bool ESDofstream::IsUnlinked() const { return IsOpen() && kxl::IsUnlinked(descriptor_); }
 
 bool ESDofstream::Sync() { return IsOpen() && stream_->flush().good() && SyncData(descriptor_); }
 

@@ -1,5 +1,5 @@
-// File streams that open regular files only and never wait, follow links or leak descriptors to the
-// host's children. See platform/regular_file.h.
+// File streams that open regular files only and never wait or leak descriptors to the host's
+// children. See platform/regular_file.h.
 #ifndef KXL_ESD_STREAMS_H
 #define KXL_ESD_STREAMS_H
 
@@ -20,7 +20,8 @@ namespace kxl {
 // whoever reads the call; openMode alone counts.
 class ESDifstream {
  public:
-  ESDifstream(const std::string& path, const char* mode, std::ios::openmode openMode);
+  ESDifstream(const std::string& path, const char* mode, std::ios::openmode openMode,
+              Links links = Links::kFollow);
   ~ESDifstream();
   ESDifstream(const ESDifstream&) = delete;
   ESDifstream& operator=(const ESDifstream&) = delete;
@@ -32,7 +33,11 @@ class ESDifstream {
   std::istream& Stream() { return *stream_; }
   void Close();
 
+  // See kxl::TakeWhileNamed.
+  bool TakeWhileNamed(const std::string& path) const;
+
  private:
+  int descriptor_ = -1;  // owned by buffer_
   OpenStatus status_;
   std::uint64_t size_;
   std::unique_ptr<std::streambuf> buffer_;
@@ -43,7 +48,8 @@ class ESDifstream {
 // (std::ios::app). A missing file is made.
 class ESDofstream {
  public:
-  ESDofstream(const std::string& path, const char* mode, std::ios::openmode openMode);
+  ESDofstream(const std::string& path, const char* mode, std::ios::openmode openMode,
+              Links links = Links::kFollow);
   ~ESDofstream();  // closes; use Close to learn whether everything was written
   ESDofstream(const ESDofstream&) = delete;
   ESDofstream& operator=(const ESDofstream&) = delete;
@@ -54,6 +60,9 @@ class ESDofstream {
   // Adds permission bits to the open file's mode, or sets the whole mode.
   bool AddModeBits(mode_t bits);
   bool SetMode(mode_t mode);
+
+  // Whether the file has lost its last name.
+  bool IsUnlinked() const;
 
   // Writes what is buffered and waits until the data is on the disk; false when any of it, or of
   // what was written before, failed.

@@ -2,12 +2,12 @@
 #ifndef KXL_ESD_XML_BOUND_OBJECT_H
 #define KXL_ESD_XML_BOUND_OBJECT_H
 
-#include <charconv>
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <utility>
 
+#include "esd/number_text.h"
 #include "esd/xml_document.h"
 
 namespace kxl {
@@ -42,16 +42,10 @@ class XMLBoundObject {
     return true;
   }
 
-  // Integers are decimal text; false also for a text that is no integer from end to end.
+  // Integers are decimal text; false also for a text that is none.
   bool GetAttribute(std::string_view name, std::int32_t& out) const {
     const std::string* value = node_ ? node_->GetAttribute(name) : nullptr;
-    if (value == nullptr) return false;
-    std::int32_t number;
-    const char* const end = value->data() + value->size();
-    const auto [next, error] = std::from_chars(value->data(), end, number);
-    if (error != std::errc() || next != end) return false;
-    out = number;
-    return true;
+    return value != nullptr && esd::ParseInteger(*value, out);
   }
 
   bool SetAttribute(std::string_view name, std::int32_t value) {

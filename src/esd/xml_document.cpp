@@ -53,6 +53,15 @@ void XMLDocumentNode::SetAttribute(std::string_view name, std::string_view value
   }
 }
 
+// One by one, a hostile order of many would move them all for each.
+void XMLDocumentNode::SetAttributes(const char** namesAndValues) {
+  std::vector<std::pair<std::string, std::string>> attributes;
+  for (; *namesAndValues != nullptr; namesAndValues += 2) {
+    attributes.emplace_back(namesAndValues[0], namesAndValues[1]);
+  }
+  attributes_.insert(attributes.begin(), attributes.end());
+}
+
 void XMLDocumentNode::AddChild(const XMLNodePointer& child) {
   if (child) children_.push_back(child);
 }

@@ -46,6 +46,9 @@ class XMLDocumentNode {
   // Sets or overwrites. On a document, "version" sets the declaration's version.
   void SetAttribute(std::string_view name, std::string_view value);
 
+  // Sets many at once, pairs of name and value up to a null, in any order but each name once.
+  void SetAttributes(const char** namesAndValues);
+
   // In document order.
   const Children& GetChildren() const { return children_; }
   void AddChild(const XMLNodePointer& child);  // ignores a null one

@@ -39,16 +39,15 @@ struct ExpatDOMBuilder::Events {
 
   static void StartElement(void* userData, const char* name, const char** attributes) {
     Guard(userData, [&](ExpatDOMBuilder& builder) {
-      if (builder.openNodes_.size() > kMaximumDepth) {  // the document itself is one of them
+      // The document itself is one of the open nodes.
+      if (builder.openNodes_.size() > kMaximumDepth || ++builder.elementCount_ > kMaximumElements) {
         XML_StopParser(builder.parser_.get(), XML_FALSE);
         return;
       }
       builder.inElement_ = true;
       XMLNodePointer node = XMLDocumentNode::NewElement(name);
       builder.openNodes_.back()->AddChild(node);
-      for (; *attributes != nullptr; attributes += 2) {
-        node->SetAttribute(attributes[0], attributes[1]);
-      }
+      node->SetAttributes(attributes);
       builder.openNodes_.push_back(std::move(node));
     });
   }
@@ -88,6 +87,8 @@ void ExpatDOMBuilder::Reset() {
   openNodes_.clear();
   document_.reset();
   inElement_ = false;
+  elementCount_ = 0;
+  lastRead_ = ReadStatus::kUnreadable;
   thrown_ = nullptr;
 }
 
@@ -95,7 +96,7 @@ bool ExpatDOMBuilder::Init(const char* encoding, const char* separator) {
   Reset();
   parser_.reset(XML_ParserCreate_MM(encoding, nullptr, separator));
   if (!parser_) return false;
-  XML_SetBillionLaughsAttackProtectionActivationThreshold(parser_.get(), kMaximumFileSize);
+  XML_SetBillionLaughsAttackProtectionActivationThreshold(parser_.get(), kxl::kMaximumFileSize);
   XML_SetBillionLaughsAttackProtectionMaximumAmplification(parser_.get(), 1.0F);
   document_ = XMLDocumentNode::NewDocument();
   openNodes_.push_back(document_);
@@ -103,8 +104,8 @@ bool ExpatDOMBuilder::Init(const char* encoding, const char* separator) {
   return true;
 }
 
-bool ExpatDOMBuilder::ParseFile(const std::string& path, bool defaultResult) {
-  kxl::ESDifstream file(path, "rb", std::ios::in | std::ios::binary | std::ios::ate);
+bool ExpatDOMBuilder::ParseFile(const std::string& path, bool defaultResult, kxl::Links links) {
+  kxl::ESDifstream file(path, "rb", std::ios::in | std::ios::binary | std::ios::ate, links);
   switch (file.Status()) {
     case kxl::OpenStatus::kOpened:
       break;
@@ -114,6 +115,9 @@ bool ExpatDOMBuilder::ParseFile(const std::string& path, bool defaultResult) {
     case kxl::OpenStatus::kNotRegular:
       lastRead_ = ReadStatus::kDamaged;
       return defaultResult;
+    case kxl::OpenStatus::kFolder:
+      lastRead_ = ReadStatus::kFolder;
+      return defaultResult;
     case kxl::OpenStatus::kUnavailable:
       lastRead_ = ReadStatus::kUnreadable;
       return defaultResult;
@@ -122,7 +126,7 @@ bool ExpatDOMBuilder::ParseFile(const std::string& path, bool defaultResult) {
     lastRead_ = ReadStatus::kDamaged;
     return defaultResult;
   }
-  lastRead_ = file.Size() > kMaximumFileSize ? ReadStatus::kDamaged : Parse(file.Stream());
+  lastRead_ = file.Size() > kxl::kMaximumFileSize ? ReadStatus::kDamaged : Parse(file.Stream());
   return lastRead_ == ReadStatus::kParsed;
 }
 
@@ -135,7 +139,7 @@ ReadStatus ExpatDOMBuilder::Parse(std::istream& stream) {
     if (stream.bad()) return ReadStatus::kUnreadable;
     const auto count = static_cast<int>(stream.gcount());
     total += static_cast<std::uint64_t>(count);
-    if (total > kMaximumFileSize) return ReadStatus::kDamaged;  // it is growing while we read
+    if (total > kxl::kMaximumFileSize) return ReadStatus::kDamaged;  // it is growing while we read
     if (XML_ParseBuffer(parser_.get(), count, stream.eof()) != XML_STATUS_OK) {
       if (thrown_) std::rethrow_exception(std::exchange(thrown_, nullptr));
       return XML_GetErrorCode(parser_.get()) == XML_ERROR_NO_MEMORY ? ReadStatus::kUnreadable

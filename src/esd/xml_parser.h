@@ -9,15 +9,17 @@
 #include <string>
 
 #include "esd/xml_document.h"
+#include "platform/regular_file.h"
 
 struct XML_ParserStruct;
 
 namespace esd {
 
-// Files beyond these limits are not ours; they count as damaged. Expanded entities count as if they
-// stood in the file.
-inline constexpr std::uint64_t kMaximumFileSize = 64UL * 1024 * 1024;  // bytes
-inline constexpr std::size_t kMaximumDepth = 256;                      // elements in elements
+// A document nested deeper than this, in elements, is not ours and counts as damaged, and so does a
+// file larger than kxl::kMaximumFileSize. Expanded entities count as if they stood in the file.
+inline constexpr std::size_t kMaximumDepth = 256;
+// So does one of more elements than this: each takes some two hundred bytes of the host's memory.
+inline constexpr std::size_t kMaximumElements = 1000000;
 
 // What reading a file has met. Damage may be mended by starting the file anew; what could not be
 // read may hold anything and has to be left alone.
@@ -25,7 +27,8 @@ enum class ReadStatus {
   kMissing,
   kParsed,
   kDamaged,     // read, but no well-formed XML within the limits, or no regular file
-  kUnreadable,  // a folder, or not to be opened or read (rights, descriptors, memory, a bad disk)
+  kFolder,      // never ours, and never to be removed
+  kUnreadable,  // not to be opened or read (rights, descriptors, memory, a bad disk)
 };
 
 // Builds a tree from expat's events. Character data counts up to the first tag behind it only: the
@@ -47,7 +50,8 @@ class ExpatDOMBuilder {
   // Reads one file, once between two calls of Init. True when it was parsed to its end; false when
   // it is not well formed, breaks a limit or cannot be read; defaultResult when it cannot be opened
   // or is empty. What was built before a failure stays in the document.
-  bool ParseFile(const std::string& path, bool defaultResult);
+  bool ParseFile(const std::string& path, bool defaultResult,
+                 kxl::Links links = kxl::Links::kFollow);
   // Why the last ParseFile answered what it did.
   ReadStatus LastRead() const { return lastRead_; }
 
@@ -65,7 +69,8 @@ class ExpatDOMBuilder {
   XMLNodePointer document_;
   XMLDocumentNode::Children openNodes_;
   bool inElement_ = false;
-  ReadStatus lastRead_ = ReadStatus::kMissing;
+  std::size_t elementCount_ = 0;
+  ReadStatus lastRead_ = ReadStatus::kUnreadable;
   std::exception_ptr thrown_;  // inside a callback, which must return to expat
   std::unique_ptr<XML_ParserStruct, ParserDeleter> parser_;
 };

@@ -105,7 +105,7 @@ bool ReadsBack(const XMLDocumentNode& node) {
          std::all_of(node.GetAttributes().begin(), node.GetAttributes().end(),
                      [](const auto& attribute) {
                        return IsXmlText(attribute.second) &&
-                              attribute.second.find_first_of("\"&<") == std::string::npos;
+                              attribute.second.find_first_of("\"&<\t\n\r") == std::string::npos;
                      }) &&
          std::all_of(node.GetChildren().begin(), node.GetChildren().end(),
                      [](const XMLNodePointer& child) { return ReadsBack(*child); });

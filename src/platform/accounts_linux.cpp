@@ -35,6 +35,10 @@ class AccountEntry {
   AccountEntry& operator=(const AccountEntry&) = delete;
 
   explicit operator bool() const { return found_ != nullptr; }
+  // Whether the database has answered that there is no such entry, as against not at all.
+  bool IsKnownMissing() const {
+    return found_ == nullptr && (error_ == 0 || error_ == ENOENT || error_ == ESRCH);
+  }
   const Entry* operator->() const { return found_; }
 
  private:
@@ -94,7 +98,7 @@ bool IsUserAdmin(std::uint32_t systemVersion) {
       systemVersion > 0 && systemVersion < kAdminGroupSince ? "wheel" : "admin";
   for (const gid_t id : ProcessGroups()) {
     const auto group = GroupWithId(id);
-    if (!group || group->gr_name == wanted) return true;
+    if (group.IsKnownMissing() || (group && group->gr_name == wanted)) return true;
   }
   return false;
 }

@@ -3,11 +3,13 @@
 #define KXL_PLATFORM_BASE_FOLDERS_H
 
 #include <string>
+#include <string_view>
 
 namespace kxl {
 
 // <root> is KXL_ROOT, a prefix for every machine-wide folder (tests, images, trials without
-// privileges); empty by default. A relative one starts at the working directory of the first use.
+// privileges); empty by default. A relative one starts at the working directory of the first use;
+// where there is none, the machine-wide folders cannot be found.
 enum FolderKind : unsigned {
   kUserCleanupAtStart = 0,       // $XDG_RUNTIME_DIR, else /run/user/<uid>, else as 2
   kUserTemporaryItems = 1,       // the same
@@ -38,6 +40,9 @@ enum class IfMissing { kFail, kCreate };
 // relative value of HOME or an XDG variable counts as unset; without HOME the account database
 // tells.
 bool FindFolder(FolderKind kind, std::string& out, IfMissing ifMissing);
+
+// A path below the machine-wide root: <root>/path. Empty when KXL_ROOT is set and leads nowhere.
+std::string MachinePath(std::string_view path);
 
 }  // namespace kxl
 

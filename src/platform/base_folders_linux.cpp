@@ -51,9 +51,10 @@ StoredPath HomeFolder() {
   return found == nullptr ? StoredPath() : AbsoluteOrNone(found->pw_dir);
 }
 
+// "/" without a prefix; empty for one that leads nowhere, which must not lead to the real machine.
 StoredPath RootPrefix() {
   const char* value = secure_getenv("KXL_ROOT");
-  if (value == nullptr || *value == '\0') return {};
+  if (value == nullptr || *value == '\0') return StoredPath("/");
   std::error_code error;
   return AbsoluteOrNone(std::filesystem::absolute(value, error).native());
 }
@@ -72,10 +73,6 @@ const Environment& ProcessEnvironment() {
   return environment;
 }
 
-std::string MachineFolder(std::string_view path) {
-  return JoinPath(View(ProcessEnvironment().root), path);
-}
-
 // The folder that an XDG variable names, else the one below the home folder; empty without a home.
 std::string UserFolder(const StoredPath& variable, std::string_view belowHome) {
   if (!variable.empty()) return std::string(View(variable));
@@ -84,22 +81,13 @@ std::string UserFolder(const StoredPath& variable, std::string_view belowHome) {
   return JoinPath(View(home), belowHome);
 }
 
-std::string ReadSmallFile(const std::string& path) {
-  constexpr std::uint64_t kLimit = 64UL * 1024;
-  const OpenedFile file = OpenRegularFile(path, FileAccess::kRead);
-  if (file.status != OpenStatus::kOpened || file.size > kLimit) return {};
-  std::string text(file.size, '\0');
-  const ssize_t count = read(file.descriptor.get(), text.data(), text.size());
-  text.resize(count < 0 ? 0 : static_cast<std::size_t>(count));
-  return text;
-}
-
 std::string ChosenFolder(std::string_view key, std::string_view belowHome) {
   const Environment& environment = ProcessEnvironment();
   const std::string config = UserFolder(environment.config, ".config");
   if (config.empty()) return {};
-  const std::string chosen =
-      FindUserDir(ReadSmallFile(JoinPath(config, "user-dirs.dirs")), key, View(environment.home));
+  std::string text;
+  ReadRegularFile(JoinPath(config, "user-dirs.dirs"), text);
+  const std::string chosen = FindUserDir(text, key, View(environment.home));
   return chosen.empty() ? UserFolder({}, belowHome) : chosen;
 }
 
@@ -128,7 +116,8 @@ bool IsOwnFolder(const std::string& path, mode_t forbidden) {
 // Anybody can make a name in the temporary folder, so one that exists is taken only when nobody
 // else can have laid anything into it.
 bool FindLocalTemporaryItems(std::string& out, IfMissing ifMissing) {
-  const std::string parent = MachineFolder("tmp");
+  const std::string parent = MachinePath("tmp");
+  if (parent.empty()) return false;
   const std::string path = JoinPath(parent, "kxl-").append(std::to_string(geteuid()));
   if (ifMissing == IfMissing::kCreate && !(CreateFolderTree(parent) && MakePrivateFolder(path))) {
     return false;
@@ -157,6 +146,7 @@ bool FindUserTemporaryItems(std::string& out, IfMissing ifMissing) {
 }
 
 bool FindMachineFolder(const std::string& path, std::string& out, IfMissing ifMissing) {
+  if (path.empty()) return false;
   if (!IsFolder(path) && !(ifMissing == IfMissing::kCreate && CreateFolderTree(path))) {
     return false;
   }
@@ -165,6 +155,11 @@ bool FindMachineFolder(const std::string& path, std::string& out, IfMissing ifMi
 }
 
 }  // namespace
+
+std::string MachinePath(std::string_view path) {
+  const StoredPath& root = ProcessEnvironment().root;
+  return root.empty() ? std::string() : JoinPath(View(root), path);
+}
 
 bool FindFolder(FolderKind kind, std::string& out, IfMissing ifMissing) {
   const Environment& environment = ProcessEnvironment();
@@ -186,14 +181,14 @@ bool FindFolder(FolderKind kind, std::string& out, IfMissing ifMissing) {
       return FindUserFolder(UserFolder(environment.data, ".local/share"), out, ifMissing);
     case kLocalApplicationSupport:
     case kAllUsersApplicationSupport:
-      return FindMachineFolder(MachineFolder("var/lib"), out, ifMissing);
+      return FindMachineFolder(MachinePath("var/lib"), out, ifMissing);
     case kLocalFonts:
-      return FindMachineFolder(MachineFolder("usr/local/share/fonts"), out, ifMissing);
+      return FindMachineFolder(MachinePath("usr/local/share/fonts"), out, ifMissing);
     case kSystemFolder:
     case kLocalSystemFolder:
-      return FindMachineFolder(MachineFolder("usr/lib"), out, ifMissing);
+      return FindMachineFolder(MachinePath("usr/lib"), out, ifMissing);
     case kLocalUtilities:
-      return FindMachineFolder(MachineFolder("opt"), out, ifMissing);
+      return FindMachineFolder(MachinePath("opt"), out, ifMissing);
     case kFileSystemRoot:
       out = "/";
       return true;

@@ -115,7 +115,7 @@ bool ExchangeFoldersBySteps(const std::string& first, const std::string& second)
 }  // namespace
 
 bool CopyFile(const std::string& source, const std::string& destination) {
-  const OpenedFile from = OpenRegularFile(source, FileAccess::kRead);
+  const OpenedFile from = OpenRegularFile(source, FileAccess::kRead, Links::kRefuse);
   if (from.status != OpenStatus::kOpened) return false;
   const FileDescriptor to(
       open(destination.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600));

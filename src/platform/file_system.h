@@ -6,6 +6,8 @@
 
 #include <sys/types.h>
 
+#include <compare>
+#include <cstdint>
 #include <string>
 
 namespace kxl {
@@ -20,6 +22,14 @@ bool IsFolder(const std::string& path);
 
 // The object's mode; a link counts as what it points to.
 bool GetMode(const std::string& path, mode_t& mode);
+
+// When the object's content was last changed; stamps compare as times do.
+struct ModificationStamp {
+  std::uint32_t seconds = 0;
+  std::uint32_t nanoseconds = 0;
+  auto operator<=>(const ModificationStamp&) const = default;
+};
+bool GetModificationStamp(const std::string& path, ModificationStamp& stamp);
 
 // Adds the bits to the object's mode and keeps the others.
 bool AddModeBits(const std::string& path, mode_t bits);

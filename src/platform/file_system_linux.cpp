@@ -39,7 +39,9 @@ bool CreateFolder(const std::string& path, bool& created) {
 
 }  // namespace
 
-bool PathExists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
+bool PathExists(const std::string& path) {
+  return faccessat(AT_FDCWD, path.c_str(), F_OK, AT_EACCESS) == 0;
+}
 
 bool IsFolder(const std::string& path) {
   struct stat info;
@@ -50,6 +52,14 @@ bool GetMode(const std::string& path, mode_t& mode) {
   struct stat info;
   if (stat(path.c_str(), &info) != 0) return false;
   mode = info.st_mode & kModeBits;
+  return true;
+}
+
+bool GetModificationStamp(const std::string& path, ModificationStamp& stamp) {
+  struct stat info;
+  if (stat(path.c_str(), &info) != 0) return false;
+  stamp.seconds = static_cast<std::uint32_t>(info.st_mtim.tv_sec);
+  stamp.nanoseconds = static_cast<std::uint32_t>(info.st_mtim.tv_nsec);
   return true;
 }
 
@@ -85,6 +95,7 @@ bool RemoveFileSystemObject(const std::string& path) {
   struct stat info;
   if (lstat(path.c_str(), &info) != 0) return errno == ENOENT || errno == ENOTDIR;
   if (S_ISDIR(info.st_mode)) return DeleteFolder(path, Contents::kDelete);
+  // Only the rights that count for this user are looked at, an owner's before his group's.
   if (geteuid() == info.st_uid) {
     if ((info.st_mode & S_IWUSR) == 0) return false;
   } else if (getegid() == info.st_gid && (info.st_mode & S_IWGRP) == 0) {

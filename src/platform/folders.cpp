@@ -14,6 +14,12 @@ constexpr mode_t kModeWithoutParent = 0774;
 
 boost::static_string<PATH_MAX> dataFolderOverride;
 
+bool IsOverridden(std::string& out) {
+  if (dataFolderOverride.empty()) return false;
+  out.assign(dataFolderOverride.data(), dataFolderOverride.size());
+  return true;
+}
+
 bool EnsureLevel(std::string& path, std::string_view level, LevelMode levelMode) {
   mode_t parentMode;
   if (!GetMode(path, parentMode)) parentMode = kModeWithoutParent;
@@ -49,12 +55,20 @@ void SetDataFolderOverride(const std::string& path) {
 }
 
 bool GetDataFolder(std::string& out) {
-  if (!dataFolderOverride.empty()) {
-    out.assign(dataFolderOverride.data(), dataFolderOverride.size());
-    return true;
-  }
+  if (IsOverridden(out)) return true;
   return GetKeldaFolder(kUserApplicationSupport, out, LevelMode::kAsParent) ||
          GetKeldaFolder(kLocalTemporaryItems, out, LevelMode::kAsParent);
+}
+
+bool FindDataFolder(std::string& out) {
+  if (IsOverridden(out)) return true;
+  std::string path;
+  if (!FindFolder(kUserApplicationSupport, path, IfMissing::kFail) &&
+      !FindFolder(kLocalTemporaryItems, path, IfMissing::kFail)) {
+    return false;
+  }
+  out = JoinPath(JoinPath(path, "Kelda"), "Updater6");
+  return true;
 }
 
 bool GetDataSubfolder(std::string& out) {

@@ -24,8 +24,12 @@ bool EnsureKeldaSubfolders(std::string& path, LevelMode mode);
 // <user's data>/Kelda/Updater6, else <local temporary items>/Kelda/Updater6.
 bool GetDataFolder(std::string& out);
 
-// Redirects GetDataFolder for the whole process: a non-empty path is answered as it stands, neither
-// looked up nor made. For builds that embed the library; to be set before the first request.
+// The same folder without making anything; it need not exist.
+bool FindDataFolder(std::string& out);
+
+// Redirects GetDataFolder and FindDataFolder for the whole process: a non-empty path is answered as
+// it stands, neither looked up nor made. For builds that embed the library; to be set before the
+// first request.
 void SetDataFolderOverride(const std::string& path);
 
 // <data folder>/Data, made if missing: answers and per-application settings.

@@ -24,6 +24,17 @@ bool OpenUpdaterApplication(const EnvironmentList& environment);
 // cannot be started, quoted and in the background; then the shell's status decides.
 bool LaunchApplication(const std::string& path, const EnvironmentList& environment);
 
+// Runs the executable in the updater's bundle through the shell, with the variables set in this
+// process for the length of the call; afterwards each is as it was, or unset. Waits until the
+// updater ends, or with kYes only until the shell has started it. True when the shell answered 0.
+// False, with nothing set or run, when the bundle's path cannot be computed; nothing is run either
+// when there is no executable. Other threads see the variables meanwhile.
+enum class Background : bool { kNo, kYes };
+bool RunUpdaterExecutable(const EnvironmentList& environment, Background background);
+
+// path in single quotes for the shell; each single quote becomes '\''.
+std::string QuoteForShell(const std::string& path);
+
 // path in single quotes for the shell, as LaunchApplication passes it: each single quote becomes
 // '\'' as long as it stands within as many characters as path has before quoting; the characters
 // that earlier quotes pushed out beyond that stay as they are.

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <linux/close_range.h>
+#include <poll.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,6 +12,9 @@
 #include <climits>
 #include <csignal>
 #include <cstdlib>
+#include <map>
+#include <optional>
+#include <string_view>
 
 #include "platform/file_system.h"
 #include "platform/folders.h"
@@ -85,27 +89,72 @@ bool StartDetached(const std::string& program) {
   }
   writeEnd = FileDescriptor();
   WaitFor(child);
-  char byte;
-  ssize_t count;
-  do {
-    count = read(readEnd.get(), &byte, 1);
-  } while (count == -1 && errno == EINTR);
-  return count == 0;
+  // A process that another thread of the host has forked meanwhile may keep the pipe open.
+  constexpr int kPatience = 2000;  // milliseconds
+  pollfd failure = {readEnd.get(), POLLIN, 0};
+  while (poll(&failure, 1, kPatience) == -1 && errno == EINTR) {
+  }
+  return (failure.revents & POLLIN) == 0;
 }
 
 // system(3) for a guest in somebody else's process: it leaves the host's handling of SIGINT,
-// SIGQUIT and SIGCHLD alone, and what the shell prints does not appear on the host's streams.
+// SIGQUIT and SIGCHLD alone, and what the shell prints does not appear on the host's streams. A
+// program that was executed sends SIGCHLD whatever it was forked with, so one that was not waits
+// for it in between.
 bool RunShell(const std::string& command) {
   std::array<char*, 4> arguments = {const_cast<char*>("sh"), const_cast<char*>("-c"),
                                     const_cast<char*>(command.c_str()), nullptr};
   const pid_t child = ForkQuietly();
   if (child == -1) return false;
   if (child == 0) {
+    setsid();
     DetachFromHost();
-    execv("/bin/sh", arguments.data());
-    _exit(127);
+    const pid_t shell = ForkQuietly();
+    if (shell == 0) {
+      execv("/bin/sh", arguments.data());
+      _exit(127);
+    }
+    _exit(shell != -1 && WaitFor(shell) == 0 ? EXIT_SUCCESS : EXIT_FAILURE);
   }
   return WaitFor(child) == 0;
+}
+
+// Sets variables for a scope and puts back what was there.
+class ScopedEnvironment {
+ public:
+  explicit ScopedEnvironment(const EnvironmentList& environment) {
+    for (const auto& [name, value] : environment) {
+      const char* before = getenv(name.c_str());
+      before_.emplace(name, before == nullptr ? std::nullopt : std::optional<std::string>(before));
+      setenv(name.c_str(), value.c_str(), 1);
+    }
+  }
+  ~ScopedEnvironment() {
+    for (const auto& [name, value] : before_) {
+      if (value) {
+        setenv(name.c_str(), value->c_str(), 1);
+      } else {
+        unsetenv(name.c_str());
+      }
+    }
+  }
+  ScopedEnvironment(const ScopedEnvironment&) = delete;
+  ScopedEnvironment& operator=(const ScopedEnvironment&) = delete;
+
+ private:
+  std::map<std::string, std::optional<std::string>> before_;  // of a repeated name, the first
+};
+
+// Escapes the single quotes that stand before the limit, which may or may not grow with the text.
+template <typename Limit>
+std::string Quote(std::string text, Limit limit) {
+  constexpr std::string_view kEscape = "'\\'";
+  for (std::size_t i = 0; i < limit(text); ++i) {
+    if (text[i] != '\'') continue;
+    text.insert(i, kEscape);
+    i += kEscape.size();
+  }
+  return "'" + text + "'";
 }
 
 }  // namespace
@@ -122,15 +171,21 @@ bool LaunchApplication(const std::string& path, const EnvironmentList& environme
   return PathExists(path) && RunShell(QuoteLaunchPath(path) + " &");
 }
 
+bool RunUpdaterExecutable(const EnvironmentList& environment, Background background) {
+  std::string bundle;
+  if (!GetUpdaterBundlePath(bundle)) return false;
+  const ScopedEnvironment variables(environment);
+  const std::string executable = ExecutableInBundle(bundle);
+  if (!PathExists(executable)) return false;
+  return RunShell(QuoteForShell(executable) + (background == Background::kYes ? " &" : ""));
+}
+
+std::string QuoteForShell(const std::string& path) {
+  return Quote(path, [](const std::string& text) { return text.size(); });
+}
+
 std::string QuoteLaunchPath(const std::string& path) {
-  constexpr std::string_view kEscape = "'\\'";
-  std::string quoted = path;
-  for (std::size_t i = 0; i < path.size(); ++i) {
-    if (quoted[i] != '\'') continue;
-    quoted.insert(i, kEscape);
-    i += kEscape.size();
-  }
-  return "'" + quoted + "'";
+  return Quote(path, [&path](const std::string& /*text*/) { return path.size(); });
 }
 
 }  // namespace kxl

@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "platform/regular_file.h"
+#include "platform/session_bus.h"
 
 namespace kxl {
 
@@ -62,9 +63,7 @@ bool IsAliveForThisUser(int directory, const char* process) {
   return error == std::errc() && user == geteuid();
 }
 
-}  // namespace
-
-bool FindUpdaterProcess() {
+bool IsUpdaterRunning() {
   const std::unique_ptr<DIR, DirectoryCloser> processes(opendir("/proc"));
   if (!processes) return false;
   const int directory = dirfd(processes.get());
@@ -75,6 +74,14 @@ bool FindUpdaterProcess() {
     if (IsUpdaterName(directory, process) && IsAliveForThisUser(directory, process)) return true;
   }
   return false;
+}
+
+}  // namespace
+
+bool FindUpdaterProcess(BringToFront bringToFront) {
+  if (!IsUpdaterRunning()) return false;
+  if (bringToFront == BringToFront::kYes) ActivateUpdater();
+  return true;
 }
 
 }  // namespace kxl

@@ -9,6 +9,9 @@
 
 namespace kxl {
 
+// No file of ours is larger (bytes); one that is counts as damaged.
+inline constexpr std::uint64_t kMaximumFileSize = 64UL * 1024 * 1024;
+
 // Owns an open file descriptor, or none.
 class FileDescriptor {
  public:
@@ -29,15 +32,22 @@ class FileDescriptor {
 
 enum class FileAccess {
   kRead,
-  kReplace,  // for writing; emptied when it exists, made with mode 0666 less the umask otherwise
-  kAppend,   // for writing at the end, made likewise
+  // For writing; emptied when it exists, made with mode 0666 less the umask otherwise. Whatever the
+  // umask is, a file of the user's own is made readable and writable for him.
+  kReplace,
+  kAppend,  // for writing at the end, made likewise
 };
+
+// Whether a link in the last component is followed. It is not where somebody else may have laid
+// one: in shared folders, under the predictable names of companions, in answers.
+enum class Links { kFollow, kRefuse };
 
 enum class OpenStatus {
   kOpened,
   kMissing,
-  kNotRegular,   // a link, a FIFO, a socket or a device stands there
-  kUnavailable,  // a folder, or it could not be opened (rights, descriptors, input/output)
+  kFolder,
+  kNotRegular,   // a FIFO, a socket, a device or a refused link stands there
+  kUnavailable,  // it could not be opened (rights, descriptors, input/output)
 };
 
 struct OpenedFile {
@@ -46,10 +56,21 @@ struct OpenedFile {
   std::uint64_t size = 0;  // bytes, when it was opened
 };
 
-// Opens path when it is a regular file. Never follows a link in the last component, never waits
-// (for the other end of a FIFO, say), never gives descriptors 0 to 2 (which a host may have closed
-// and still print to) and closes the descriptor at exec.
-OpenedFile OpenRegularFile(const std::string& path, FileAccess access);
+// Opens path when it is a regular file. Never waits (for the other end of a FIFO, say), never gives
+// descriptors 0 to 2 (which a host may have closed and still print to) and closes the descriptor at
+// exec.
+OpenedFile OpenRegularFile(const std::string& path, FileAccess access, Links links);
+
+// Reads the whole file, through a link too. text is as it was unless the answer is kOpened; a file
+// that cannot be read, or is larger than kMaximumFileSize, is kUnavailable.
+OpenStatus ReadRegularFile(const std::string& path, std::string& text);
+
+// Takes the open file for this process alone, until the descriptor is closed. False when another
+// one has it, or path names another file by now. Costs nothing to somebody who does not ask.
+bool TakeWhileNamed(int descriptor, const std::string& path);
+
+// Whether the open file has lost its last name.
+bool IsUnlinked(int descriptor);
 
 // Waits until the file's data is on the disk. A file system without that notion is no failure.
 bool SyncData(int descriptor);

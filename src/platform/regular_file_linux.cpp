@@ -1,6 +1,7 @@
 #include "platform/regular_file.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -38,6 +39,8 @@ OpenStatus StatusOf(int error) {
   switch (error) {
     case ENOENT:
       return OpenStatus::kMissing;
+    case EISDIR:
+      return OpenStatus::kFolder;
     case ELOOP:  // a link
     case ENXIO:  // a socket, a FIFO without a reader, a device without a driver
     case ENODEV:
@@ -49,10 +52,11 @@ OpenStatus StatusOf(int error) {
 
 }  // namespace
 
-OpenedFile OpenRegularFile(const std::string& path, FileAccess access) {
+OpenedFile OpenRegularFile(const std::string& path, FileAccess access, Links links) {
   OpenedFile file;
+  const int noLink = links == Links::kRefuse ? O_NOFOLLOW : 0;
   FileDescriptor fd(
-      open(path.c_str(), OpenFlags(access) | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, 0666));
+      open(path.c_str(), OpenFlags(access) | noLink | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0666));
   if (!fd.valid()) {
     file.status = StatusOf(errno);
     return file;
@@ -61,15 +65,53 @@ OpenedFile OpenRegularFile(const std::string& path, FileAccess access) {
     fd = FileDescriptor(fcntl(fd.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
   }
   struct stat info;
-  if (!fd.valid() || fstat(fd.get(), &info) != 0 || S_ISDIR(info.st_mode)) return file;
+  if (!fd.valid() || fstat(fd.get(), &info) != 0) return file;
   if (!S_ISREG(info.st_mode)) {
-    file.status = OpenStatus::kNotRegular;
+    file.status = S_ISDIR(info.st_mode) ? OpenStatus::kFolder : OpenStatus::kNotRegular;
     return file;
+  }
+  constexpr mode_t kOwnersRights = S_IRUSR | S_IWUSR;
+  if (access != FileAccess::kRead && (info.st_mode & kOwnersRights) != kOwnersRights &&
+      info.st_uid == geteuid()) {
+    SetMode(fd.get(), (info.st_mode & 07777) | kOwnersRights);
   }
   file.status = OpenStatus::kOpened;
   file.size = static_cast<std::uint64_t>(info.st_size);
   file.descriptor = std::move(fd);
   return file;
+}
+
+OpenStatus ReadRegularFile(const std::string& path, std::string& text) {
+  const OpenedFile file = OpenRegularFile(path, FileAccess::kRead, Links::kFollow);
+  if (file.status != OpenStatus::kOpened) return file.status;
+  if (file.size > kMaximumFileSize) return OpenStatus::kUnavailable;
+  std::string content(file.size, '\0');
+  std::size_t size = 0;
+  while (size < content.size()) {
+    const ssize_t count = read(file.descriptor.get(), content.data() + size, content.size() - size);
+    if (count == 0) break;
+    if (count > 0) {
+      size += static_cast<std::size_t>(count);
+    } else if (errno != EINTR) {
+      return OpenStatus::kUnavailable;
+    }
+  }
+  content.resize(size);
+  text = std::move(content);
+  return OpenStatus::kOpened;
+}
+
+bool TakeWhileNamed(int descriptor, const std::string& path) {
+  struct stat opened;
+  struct stat named;
+  return flock(descriptor, LOCK_EX | LOCK_NB) == 0 && fstat(descriptor, &opened) == 0 &&
+         stat(path.c_str(), &named) == 0 && opened.st_dev == named.st_dev &&
+         opened.st_ino == named.st_ino;
+}
+
+bool IsUnlinked(int descriptor) {
+  struct stat info;
+  return fstat(descriptor, &info) == 0 && info.st_nlink == 0;
 }
 
 bool SyncData(int descriptor) {

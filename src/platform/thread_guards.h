@@ -32,6 +32,10 @@ class FileSizeSignalBlock {
   bool blocked_ = false;
 };
 
+// Has the three functions called around every fork(2) of this process: before it, and after it in
+// the parent and in the child. False when there is no memory for that. Ends with dlclose.
+bool CallAroundFork(void (*before)(), void (*inParent)(), void (*inChild)());
+
 }  // namespace kxl
 
 #endif  // KXL_PLATFORM_THREAD_GUARDS_H

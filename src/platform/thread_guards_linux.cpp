@@ -42,4 +42,8 @@ FileSizeSignalBlock::~FileSizeSignalBlock() {
   pthread_sigmask(SIG_UNBLOCK, &signal, nullptr);
 }
 
+bool CallAroundFork(void (*before)(), void (*inParent)(), void (*inChild)()) {
+  return pthread_atfork(before, inParent, inChild) == 0;
+}
+
 }  // namespace kxl

@@ -89,7 +89,8 @@ bool KeldaUpdaterRegistrationManager::OnLoaded(const esd::XMLNodePointer& docume
   const esd::NameIs isEntry(KeldaUpdaterRegisteredApp::ElementName());
   const std::size_t pruned = root_->RemoveChildrenIf(
       [&](const auto& child) { return isEntry(child) && !HasInstallPath(child); });
-  return pruned == 0 || Save();
+  if (pruned > 0) Save();  // a user who may only read the list goes on without
+  return true;
 }
 
 bool KeldaUpdaterRegistrationManager::SetFileMode(ESDofstream& file) {
@@ -97,7 +98,7 @@ bool KeldaUpdaterRegistrationManager::SetFileMode(ESDofstream& file) {
 }
 
 bool KeldaUpdaterRegistrationManager::LoadList() {
-  const bool loaded = Attempt([this] { return Load(); });
+  const bool loaded = Load();
   if (TraceLog::Instance({}, 0, TraceLog::Mode::kSwitch).Wants(kLogDetail)) {
     LogNumber(kLogDetail, Flush::kYes, "GetRegisteredApps(" + Path() + ") : return", loaded);
   }
@@ -106,25 +107,29 @@ bool KeldaUpdaterRegistrationManager::LoadList() {
 
 bool KeldaUpdaterRegistrationManager::GetRegisteredApps(
     std::vector<KeldaUpdaterRegisteredApp>& apps) {
-  const FileLock lock(*this);
-  if (!lock.IsHeld() || !LoadList()) return false;
-  apps.clear();
-  const esd::NameIs isEntry(KeldaUpdaterRegisteredApp::ElementName());
-  for (const esd::XMLNodePointer& entry : esd::SearchResult(root_).FindChildren(isEntry)) {
-    apps.emplace_back(esd::CloneNode(entry));
-  }
-  return true;
+  return Attempt([&] {
+    const FileLock lock(*this);
+    if (!lock.IsHeld() || !LoadList()) return false;
+    apps.clear();
+    const esd::NameIs isEntry(KeldaUpdaterRegisteredApp::ElementName());
+    for (const esd::XMLNodePointer& entry : esd::SearchResult(root_).FindChildren(isEntry)) {
+      apps.emplace_back(esd::CloneNode(entry));
+    }
+    return true;
+  });
 }
 
 bool KeldaUpdaterRegistrationManager::Find(const std::string& appId,
                                            KeldaUpdaterRegisteredApp& app) {
   if (appId == kUpdaterId) return FindUpdater(app);
-  const FileLock lock(*this);
-  if (!lock.IsHeld() || !LoadList()) return false;
-  const esd::XMLNodePointer entry = FirstChild(root_, IsApplication(appId));
-  if (!entry) return false;
-  app = KeldaUpdaterRegisteredApp(esd::CloneNode(entry));
-  return true;
+  return Attempt([&] {
+    const FileLock lock(*this);
+    if (!lock.IsHeld() || !LoadList()) return false;
+    const esd::XMLNodePointer entry = FirstChild(root_, IsApplication(appId));
+    if (!entry) return false;
+    app = KeldaUpdaterRegisteredApp(esd::CloneNode(entry));
+    return true;
+  });
 }
 
 RegisterResult KeldaUpdaterRegistrationManager::Register(const KeldaUpdaterRegisteredApp& app) {
@@ -154,7 +159,7 @@ RegisterResult KeldaUpdaterRegistrationManager::Register(const KeldaUpdaterRegis
 UnregisterResult KeldaUpdaterRegistrationManager::Unregister(const std::string& appId) {
   if (appId == kUpdaterId || !PathExists(Path())) return UnregisterResult::kFailed;
   const FileLock lock(*this);
-  if (!lock.IsHeld() || !LoadList()) return UnregisterResult::kFailed;
+  if (!lock.IsHeld() || !Attempt([this] { return LoadList(); })) return UnregisterResult::kFailed;
   if (RemoveAll(appId) == 0) return UnregisterResult::kNotFound;
   return SaveOrErase() ? UnregisterResult::kRemoved : UnregisterResult::kFailed;
 }

@@ -9,7 +9,6 @@
 #include <new>
 #include <system_error>
 
-#include "esd/resource_locker.h"
 #include "platform/file_copy.h"
 #include "platform/file_system.h"
 #include "platform/thread_guards.h"
@@ -55,19 +54,20 @@ bool CopyTail(ESDifstream& from, ESDofstream& to) {
   return to.Close() && !from.Stream().bad();
 }
 
+std::string FilePath(const std::string& path) { return path.empty() ? "/tmp/KX4.log" : path; }
+
 // Cuts a long log to its end, so that it does not grow from one run of the hosts to the next.
 void TrimLog(const std::string& path) {
   std::error_code error;
   const std::uint64_t size = std::filesystem::file_size(path, error);
   if (error || size <= kTrimAbove) return;
-  // Of two processes at this only one may use the companion's name; the other leaves it to that
-  // one.
-  esd::ResourceLocker lock(path, 0);
-  if (!lock.Lock()) return;
   const std::string companion = path + "_";
   ESDifstream from(path, "rb", std::ios::in | std::ios::binary);
-  if (!from.IsOpen() || from.Size() <= kTrimAbove) return;
-  ESDofstream to(companion, "wb", std::ios::out | std::ios::trunc | std::ios::binary);
+  // Of two processes at this only one may use the companion's name; the other leaves it to that
+  // one.
+  if (!from.TakeWhileNamed(path)) return;
+  ESDofstream to(companion, "wb", std::ios::out | std::ios::trunc | std::ios::binary,
+                 Links::kRefuse);
   if (!to.IsOpen()) return;
   mode_t mode;
   if (GetMode(path, mode)) to.SetMode(mode);
@@ -90,6 +90,18 @@ class TraceLogCloser {
   TraceLog& log_;
 };
 
+// A child that a host forks while another thread is in here must find the mutex free. The lines
+// that wait are its parent's to write, and so is the end of the file.
+TraceLog::TraceLog() {
+  CallAroundFork([] { Object().mutex_.lock(); }, [] { Object().mutex_.unlock(); },
+                 [] {
+                   TraceLog& log = Object();
+                   log.queue_.clear();
+                   log.isForked_ = true;
+                   log.mutex_.unlock();
+                 });
+}
+
 TraceLog& TraceLog::Object() {
   alignas(TraceLog) static std::array<std::byte, sizeof(TraceLog)> storage;
   static TraceLog* const log = new (storage.data()) TraceLog;
@@ -110,31 +122,41 @@ TraceLog& TraceLog::Instance(const std::string& path, int level, Mode mode) {
 void TraceLog::Configure(const std::string& path, int level, Mode mode) {
   const std::string stamp = TimeStamp();
   const boost::lock_guard<boost::mutex> guard(mutex_);
+  wasConfigured_ = true;
   if (mode == Mode::kClose || (!path.empty() && stream_)) {
     Close(stamp);
     if (mode != Mode::kSwitch) return;
   }
-  if (!stream_) Open(path.empty() ? "/tmp/KX4.log" : path, level, stamp);
+  if (!stream_) Open(path, level, stamp);
 }
 
 bool TraceLog::Open(const std::string& path, int level, const std::string& stamp) {
   level_ = level;
   if (level < 1) return false;
-  TrimLog(path);
-  stream_ = std::make_unique<ESDofstream>(path, "a", std::ios::out | std::ios::app);
+  path_ = path;
+  isForked_ = false;
+  TrimLog(FilePath(path_));
+  OpenStream();
+  queue_.push_back(Line(stamp, ">>> Kelda Updater Log Begin >>>"));
+  return IsOpen();
+}
+
+void TraceLog::OpenStream() {
+  // Anybody may lay a link under a name in the temporary folder.
+  const Links links = path_.empty() ? Links::kRefuse : Links::kFollow;
+  stream_ =
+      std::make_unique<ESDofstream>(FilePath(path_), "a", std::ios::out | std::ios::app, links);
   if (!stream_->IsOpen()) {
     stream_.reset();
     level_ = 0;
   }
-  queue_.push_back(Line(stamp, ">>> Kelda Updater Log Begin >>>"));
   isOpen_ = stream_ != nullptr;
-  return IsOpen();
 }
 
 int TraceLog::Close(const std::string& stamp) {
   if (Level() < 1) return 0;
   if (stream_) {
-    queue_.push_back(Line(stamp, "<<< Kelda Updater Log End <<<\n\n"));
+    if (!isForked_) queue_.push_back(Line(stamp, "<<< Kelda Updater Log End <<<\n\n"));
     FlushQueue();
     stream_.reset();
     isOpen_ = false;
@@ -152,6 +174,9 @@ void TraceLog::Write(int level, Flush flush, std::string_view text) {
 
 void TraceLog::FlushQueue() {
   if (Level() < 1 || !stream_) return;
+  // Another process has cut the log and put a new file in its place.
+  if (!queue_.empty() && stream_->IsUnlinked()) OpenStream();
+  if (!stream_) return;
   std::ostream& stream = stream_->Stream();
   for (; !queue_.empty(); queue_.pop_front()) {
     stream.clear();  // a disk that was full may have space again
@@ -198,6 +223,11 @@ void LogNumber(int level, Flush flush, std::string_view name, std::uint32_t numb
   std::string text;
   FormatString(text, "%0 = %1", {name, number});
   log.Write(level, flush, text);
+}
+
+int DefaultLogLevel() {
+  const TraceLog& log = TraceLog::Object();
+  return log.wasConfigured_ ? log.Level() : kLogNormal;
 }
 
 bool IsLogOpen(const std::string& path, int level) {

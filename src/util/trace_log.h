@@ -42,6 +42,9 @@ void LogNumber(int level, Flush flush, std::string_view name, std::uint32_t numb
 // empty path). A level below 1 turns logging off and makes no file. Answers whether a file is open.
 bool IsLogOpen(const std::string& path, int level);
 
+// The level in force; kLogNormal before the log was ever configured.
+int DefaultLogLevel();
+
 // The process's log object.
 class TraceLog {
  public:
@@ -65,20 +68,25 @@ class TraceLog {
 
  private:
   friend class TraceLogCloser;
+  friend int DefaultLogLevel();
 
-  TraceLog() = default;
+  TraceLog();
   static TraceLog& Object();
   void Configure(const std::string& path, int level, Mode mode);
   void Shutdown() noexcept;
 
   // These expect the mutex to be held. The stamps were taken before, so that nobody waits for one.
   bool Open(const std::string& path, int level, const std::string& stamp);
+  void OpenStream();
   int Close(const std::string& stamp);
   void FlushQueue();
 
+  std::atomic<bool> wasConfigured_{false};
   std::atomic<int> level_{0};
   std::atomic<bool> isOpen_{false};
-  boost::mutex mutex_;  // guards the stream, the queue and every change of the two above
+  boost::mutex mutex_;     // guards what follows, and every change of what is above
+  std::string path_;       // empty: the fall-back
+  bool isForked_ = false;  // the file was opened by the parent, who ends it
   std::unique_ptr<ESDofstream> stream_;
   std::list<std::string> queue_;
 };

@@ -23,7 +23,8 @@ class Version {
   // Reads up to four numbers between the separators ' ', ',', '.' and '-'. Numbers that the text
   // does not reach keep their value. Each number before a separator must be one from end to end,
   // with white space around it at the most; the last one keeps its value instead ("6.0.1beta" reads
-  // as 6.0 then). False for a bad number and for a fifth one; the numbers before it are taken over.
+  // as 6.0 then). False for a bad number and for a fifth one; the numbers before a bad one are
+  // taken over, it and those behind it become 0.
   bool Parse(std::string_view text);
 
   // Always four numbers, separated by '.'.

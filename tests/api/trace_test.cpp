@@ -33,11 +33,11 @@ TEST(Trace, TellsEveryCallWithItsArgumentsAndResult) {
   CallsInHost({{"RegisterApplication", none, "name", none},
                {"UnRegisterApplication", none},
                {"IsUpdateCheckEnabled"},
-               {"TriggerUpdateCheck", "id\x80", "name", "/f", "en_US"},
+               {"TriggerUpdateCheck", "id\x80", "name", "/f", "en_US", "1", "refresh"},
                {"IsUpdateAvailable", none, none, none},
                {"DownloadMissingComponents", none, none, none, none},
                {"DoPluginAction", none},
-               {"SuppressUpdates"},
+               {"SuppressUpdates", "", "0"},
                {"GetVersion"}},
               kxl_test::WithAccounts());
   EXPECT_EQ(Frame(Log()),

@@ -88,11 +88,19 @@ TEST_F(JournaledXMLFileTest, AJournalThatIsNoFileIsNotFollowed) {
   EXPECT_TRUE(file_.Write("new"));
   EXPECT_EQ(ReadFile(InTestFolder("precious")), "kept");
   EXPECT_EQ(ReadFile(path_), FileText("new"));
-  // What cannot be read may be the newer state: nothing is done without it.
+  // A folder there is no state of the file, and stands in the way of a save only.
   fs::create_directory(journal_);
-  EXPECT_FALSE(file_.Load());
+  EXPECT_EQ(file_.Read(), "new");
+  EXPECT_FALSE(file_.Write("newer"));
   EXPECT_FALSE(file_.Remove());
   EXPECT_EQ(ReadFile(path_), FileText("new"));
+  fs::remove(journal_);
+  // And one in the file's place is not exchanged for a journal.
+  fs::remove(path_);
+  fs::create_directory(path_);
+  WriteFile(journal_, FileText("journal"));
+  EXPECT_FALSE(file_.Load());
+  EXPECT_TRUE(fs::is_directory(path_));
   fs::remove(journal_);
 }
 

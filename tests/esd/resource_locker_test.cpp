@@ -2,10 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
 #include <filesystem>
-#include <thread>
 
 #include "support/test_folder.h"
 
@@ -74,24 +72,6 @@ TEST(ResourceLocker, OutlivesItsHolderUntilForced) {
   EXPECT_TRUE(lock.Unlock(Force::kYes));
   EXPECT_FALSE(lock.Unlock(Force::kYes));
   EXPECT_TRUE(lock.Lock());
-}
-
-TEST(ResourceLocker, SerialisesThreads) {
-  std::atomic<int> counter = 0;  // the threads see to it that no step is lost, not the type
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([&] {
-      for (int n = 0; n < 25; ++n) {
-        ResourceLocker lock(InTestFolder("r"), 60000);
-        ASSERT_TRUE(lock.Lock());
-        const int before = counter.load();
-        std::this_thread::yield();
-        counter.store(before + 1);
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(counter, 100);
 }
 
 }  // namespace

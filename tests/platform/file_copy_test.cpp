@@ -99,14 +99,6 @@ TEST(FileExchange, SwapsOrGivesTheMissingName) {
   EXPECT_EQ(ReadFile(paths[0] + ".0"), "somebody else's");
 }
 
-TEST(FileExchange, ByStepsSwapsFolders) {
-  WriteFile(InTestFolder("a/1"), "");
-  WriteFile(InTestFolder("b/2"), "");
-  EXPECT_TRUE(kxl::ExchangeBySteps(InTestFolder("a"), InTestFolder("b")));
-  EXPECT_TRUE(fs::exists(InTestFolder("a/2")) && fs::exists(InTestFolder("b/1")));
-  EXPECT_FALSE(fs::exists(InTestFolder("TempSwap.0")));
-}
-
 CHILD_BODY(ExchangeWithAFileSizeLimit) {
   const rlimit limit = {10, 10};
   setrlimit(RLIMIT_FSIZE, &limit);

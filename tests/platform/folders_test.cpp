@@ -145,15 +145,21 @@ TEST(Folders, LieWhereTheUpdaterLooks) {
   EXPECT_EQ(kxl::ExecutableInBundle(path), kxl_test::UpdaterExecutable());
 }
 
-TEST(Folders, AnOverrideStandsForTheDataFolder) {
-  std::string path;
-  kxl::SetDataFolderOverride(InTestFolder("kx"));
-  EXPECT_TRUE(kxl::GetDataFolder(path));
-  EXPECT_EQ(path, InTestFolder("kx"));
-  EXPECT_FALSE(fs::exists(path));
-  EXPECT_TRUE(kxl::GetDataSubfolder(path));
-  EXPECT_TRUE(fs::is_directory(InTestFolder("kx/Data")));
-  kxl::SetDataFolderOverride("");
+CHILD_BODY(FindWithoutAWorkingFolder) {
+  fs::create_directory(arguments[0]);
+  fs::current_path(arguments[0]);
+  fs::remove(arguments[0]);
+  std::string found;
+  const bool any = kxl::FindFolder(kxl::kLocalApplicationSupport, found, kxl::IfMissing::kFail) ||
+                   kxl::FindFolder(kxl::kLocalTemporaryItems, found, kxl::IfMissing::kCreate);
+  return any || !kxl::MachinePath("etc").empty() ? 1 : 0;
+}
+
+// A prefix that leads nowhere must not lead to the real machine.
+TEST(Folders, ARootThatCannotBeFoundIsNoRoot) {
+  kxl_test::ChildProcess child("FindWithoutAWorkingFolder", {InTestFolder("gone")},
+                               {{"KXL_ROOT", "relative"}});
+  EXPECT_EQ(child.Exit(), 0);
 }
 
 }  // namespace

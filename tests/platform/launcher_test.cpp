@@ -68,6 +68,27 @@ TEST(Launcher, SetsNothingWithoutAFolderForTheBundle) {
   EXPECT_EQ(getenv("KX_LAUNCH_MODE"), nullptr);
 }
 
+TEST(Launcher, RunsTheExecutableWithVariablesForTheCall) {
+  fs::create_directory(InTestFolder("opt"));
+  EXPECT_FALSE(kxl::RunUpdaterExecutable({{"KXL_A", "1"}}, kxl::Background::kNo)) << "none there";
+  EXPECT_EQ(getenv("KXL_A"), nullptr);
+  WriteScript(kxl_test::UpdaterExecutable(), "[ \"$KXL_A$KXL_B\" = 2b ]\n");
+  setenv("KXL_B", "before", 1);
+  const kxl::EnvironmentList environment = {{"KXL_A", "1"}, {"KXL_B", "b"}, {"KXL_A", "2"}};
+  static volatile sig_atomic_t signals = 0;
+  signal(SIGCHLD, [](int) { signals = signals + 1; });
+  EXPECT_TRUE(kxl::RunUpdaterExecutable(environment, kxl::Background::kNo));
+  EXPECT_EQ(signals, 0) << "the host was told of a child that is not its own";
+  signal(SIGCHLD, SIG_IGN);
+  EXPECT_TRUE(kxl::RunUpdaterExecutable(environment, kxl::Background::kNo));
+  signal(SIGCHLD, SIG_DFL);
+  EXPECT_FALSE(kxl::RunUpdaterExecutable({}, kxl::Background::kNo)) << "waits for its status";
+  EXPECT_TRUE(kxl::RunUpdaterExecutable({}, kxl::Background::kYes));
+  EXPECT_EQ(getenv("KXL_A"), nullptr);
+  EXPECT_STREQ(getenv("KXL_B"), "before");
+  unsetenv("KXL_B");
+}
+
 TEST(Launcher, QuotesAsFarAsThePathWasLong) {
   const char* const cases[][2] = {
       {"/a b", "'/a b'"},
@@ -75,6 +96,8 @@ TEST(Launcher, QuotesAsFarAsThePathWasLong) {
       {"'/abc'", "''\\''/abc''"},  // the last quote has moved beyond the path's own length
       {"/'a'", "'/'\\''a''"}};
   for (const auto& [path, quoted] : cases) EXPECT_EQ(kxl::QuoteLaunchPath(path), quoted);
+  EXPECT_EQ(kxl::QuoteForShell("/a'b"), "'/a'\\''b'");
+  EXPECT_EQ(kxl::QuoteForShell("/'a'"), "'/'\\''a'\\'''");
 }
 
 }  // namespace

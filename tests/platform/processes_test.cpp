@@ -20,24 +20,24 @@ CHILD_BODY(RunUnderAName) {
 
 CHILD_BODY(LookForTheUpdaterBeingOne) {
   prctl(PR_SET_NAME, "Kelda Updater");
-  return kxl::FindUpdaterProcess() ? 1 : 0;
+  return kxl::FindUpdaterProcess(kxl::BringToFront::kNo) ? 1 : 0;
 }
 
 TEST(Processes, FindTheUpdaterByItsName) {
-  EXPECT_FALSE(kxl::FindUpdaterProcess());
+  EXPECT_FALSE(kxl::FindUpdaterProcess(kxl::BringToFront::kNo));
   {
     kxl_test::ChildProcess other("RunUnderAName", {"Kelda Update"});
     other.Await();
-    EXPECT_FALSE(kxl::FindUpdaterProcess());
+    EXPECT_FALSE(kxl::FindUpdaterProcess(kxl::BringToFront::kNo));
   }
   kxl_test::ChildProcess updater("RunUnderAName", {"Kelda Updater"});
   updater.Await();
-  EXPECT_TRUE(kxl::FindUpdaterProcess());
+  EXPECT_TRUE(kxl::FindUpdaterProcess(kxl::BringToFront::kNo));
   updater.Tell();
   // It has ended but was not waited for: a zombie.
   siginfo_t info;
   ASSERT_EQ(waitid(P_PID, static_cast<id_t>(updater.Id()), &info, WEXITED | WNOWAIT), 0);
-  EXPECT_FALSE(kxl::FindUpdaterProcess());
+  EXPECT_FALSE(kxl::FindUpdaterProcess(kxl::BringToFront::kNo));
 }
 
 TEST(Processes, DoNotFindTheCallerItself) {
@@ -49,7 +49,7 @@ TEST(Processes, DoNotFindAnotherUsersUpdater) {
   if (geteuid() != 0) GTEST_SKIP() << "needs root to start one";
   kxl_test::ChildProcess updater("RunUnderAName", {"Kelda Updater", "other user"});
   ASSERT_TRUE(updater.Await());
-  EXPECT_FALSE(kxl::FindUpdaterProcess());
+  EXPECT_FALSE(kxl::FindUpdaterProcess(kxl::BringToFront::kNo));
 }
 
 }  // namespace

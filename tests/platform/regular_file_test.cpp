@@ -2,19 +2,18 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
 
-#include "platform/thread_guards.h"
 #include "support/test_folder.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using kxl::FileAccess;
+using kxl::Links;
 using kxl::OpenStatus;
 using kxl_test::InTestFolder;
 
@@ -28,7 +27,7 @@ TEST(RegularFile, OpensNothingElseAndNeverWaits) {
     std::string path;
     OpenStatus read;
     OpenStatus append;
-  } cases[] = {{InTestFolder("folder"), OpenStatus::kUnavailable, OpenStatus::kUnavailable},
+  } cases[] = {{InTestFolder("folder"), OpenStatus::kFolder, OpenStatus::kFolder},
                {InTestFolder("file"), OpenStatus::kOpened, OpenStatus::kOpened},
                {InTestFolder("link"), OpenStatus::kNotRegular, OpenStatus::kNotRegular},
                {InTestFolder("dangling"), OpenStatus::kNotRegular, OpenStatus::kNotRegular},
@@ -37,16 +36,18 @@ TEST(RegularFile, OpensNothingElseAndNeverWaits) {
                {InTestFolder("missing"), OpenStatus::kMissing, OpenStatus::kOpened},
                {InTestFolder("no/folder"), OpenStatus::kMissing, OpenStatus::kMissing}};
   for (const auto& [path, read, append] : cases) {
-    EXPECT_EQ(kxl::OpenRegularFile(path, FileAccess::kRead).status, read) << path;
-    EXPECT_EQ(kxl::OpenRegularFile(path, FileAccess::kAppend).status, append) << path;
+    EXPECT_EQ(kxl::OpenRegularFile(path, FileAccess::kRead, Links::kRefuse).status, read) << path;
+    EXPECT_EQ(kxl::OpenRegularFile(path, FileAccess::kAppend, Links::kRefuse).status, append)
+        << path;
   }
   EXPECT_FALSE(fs::exists(InTestFolder("nowhere")));
-  EXPECT_EQ(kxl::OpenRegularFile(InTestFolder("file"), FileAccess::kRead).size, 5U);
+  EXPECT_EQ(kxl::OpenRegularFile(InTestFolder("link"), FileAccess::kRead, Links::kFollow).size, 5U);
 }
 
 CHILD_BODY(OpenWithoutStandardStreams) {
   for (const int stream : {0, 1, 2}) close(stream);
-  const kxl::OpenedFile file = kxl::OpenRegularFile(arguments[0], FileAccess::kAppend);
+  const kxl::OpenedFile file =
+      kxl::OpenRegularFile(arguments[0], FileAccess::kAppend, Links::kFollow);
   const bool closesAtExec = fcntl(file.descriptor.get(), F_GETFD) == FD_CLOEXEC;
   return file.descriptor.get() > 2 && closesAtExec && fcntl(1, F_GETFD) == -1 ? 0 : 1;
 }
@@ -55,26 +56,6 @@ CHILD_BODY(OpenWithoutStandardStreams) {
 TEST(RegularFile, LeavesTheStandardStreamsNumbersAlone) {
   kxl_test::ChildProcess child("OpenWithoutStandardStreams", {InTestFolder("file")});
   EXPECT_EQ(child.Exit(), 0);
-}
-
-CHILD_BODY(WriteBeyondTheLimit) {
-  const rlimit limit = {1, 1};
-  setrlimit(RLIMIT_FSIZE, &limit);
-  const kxl::OpenedFile file = kxl::OpenRegularFile(arguments[0], FileAccess::kReplace);
-  const auto write2 = [&] { return write(file.descriptor.get(), "12", 2); };
-  {
-    const kxl::FileSizeSignalBlock noSignal;
-    if (write2() != 1 || write2() != -1) return 1;
-  }
-  if (arguments[1] == "again") write2();  // the signal is back in force
-  return 0;
-}
-
-TEST(RegularFile, AFileSizeLimitIsAnErrorAndNoSignal) {
-  kxl_test::ChildProcess inside("WriteBeyondTheLimit", {InTestFolder("file"), ""});
-  EXPECT_EQ(inside.Exit(), 0);
-  kxl_test::ChildProcess outside("WriteBeyondTheLimit", {InTestFolder("file"), "again"});
-  EXPECT_EQ(outside.Exit(), -SIGXFSZ);
 }
 
 }  // namespace

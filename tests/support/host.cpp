@@ -5,6 +5,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <sstream>
 
 namespace kxl_test {
@@ -64,7 +65,8 @@ int MakeCall(const Call& call) {
   if (name == "UnRegisterApplication") return KXLUnRegisterApplication(text(1));
   if (name == "IsUpdateCheckEnabled") return KXLIsUpdateCheckEnabled();
   if (name == "TriggerUpdateCheck") {
-    return KXLTriggerUpdateCheck(text(1), text(2), text(3), text(4), KXL_TRIGGER_SCHEDULED, true);
+    const bool refresh = text(6) != nullptr && text(6) == std::string_view("refresh");
+    return KXLTriggerUpdateCheck(text(1), text(2), text(3), text(4), atoi(text(5)), refresh);
   }
   if (name == "IsUpdateAvailable") {
     return KXLIsUpdateAvailable(text(1), text(2), text(3), 7, nullptr, false);
@@ -73,7 +75,10 @@ int MakeCall(const Call& call) {
     return KXLDownloadMissingComponents(text(1), text(2), text(3), text(4), nullptr, 0, false);
   }
   if (name == "DoPluginAction") return KXLDoPluginAction(text(1));
-  if (name == "SuppressUpdates") return KXLSuppressUpdates(nullptr, nullptr, nullptr, 1);
+  if (name == "SuppressUpdates") {
+    auto seconds = static_cast<std::uint32_t>(atoi(text(2)));
+    return KXLSuppressUpdates(const_cast<char*>(text(1)), nullptr, &seconds, 0);
+  }
   return static_cast<int>(KXLGetVersion() >> 28);
 }
 

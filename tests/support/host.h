@@ -10,7 +10,9 @@
 
 namespace kxl_test {
 
-// One call: the function's name without "KXL", then its arguments; nullopt passes a null pointer.
+// One call: the function's name without "KXL", then its texts and numbers; nullopt, or one that is
+// left out, passes a null pointer. A trigger's fifth is its type, "refresh" as sixth sets
+// bOverrideData.
 using Call = std::vector<std::optional<std::string>>;
 
 // Makes the calls one after the other in a new process, and answers what they answered. prepare

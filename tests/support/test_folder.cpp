@@ -37,7 +37,7 @@ class LeftoverListener : public testing::EmptyTestEventListener {
       }
       ExpectNoLock(path);
     }
-    ExpectNoLock(ListPath());
+    for (const std::string& path : {ListPath(), PrefsPath(), SuppressPath()}) ExpectNoLock(path);
     for (const auto& entry : fs::directory_iterator(folder)) fs::remove_all(entry);
   }
 };
@@ -51,6 +51,16 @@ std::string InTestFolder(std::string_view name) { return folder + "/" + std::str
 std::string ListPath() { return InTestFolder("var/lib/Kelda/Updater6/KeldaESDGlobalApps.xml"); }
 
 std::string LibraryLog() { return InTestFolder("home/.local/share/Kelda/Updater6/kxlLib.log"); }
+
+std::string PrefsPath() {
+  return InTestFolder("home/.local/share/Kelda/Updater6/KeldaUpdaterPrefs.dat");
+}
+
+std::string SuppressPath() {
+  return InTestFolder("home/.local/share/Kelda/Updater6/suppress_all.dat");
+}
+
+std::string AdminListPath() { return InTestFolder("etc/com.kelda.updater6.Admin.plist"); }
 
 std::string UpdaterExecutable() {
   return InTestFolder(

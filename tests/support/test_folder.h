@@ -18,6 +18,9 @@ std::string InTestFolder(std::string_view name);
 // Where the library's files lie on this machine.
 std::string ListPath();  // the registered applications
 std::string LibraryLog();
+std::string PrefsPath();
+std::string SuppressPath();  // the holds
+std::string AdminListPath();
 std::string UpdaterExecutable();
 
 std::string ReadFile(const std::string& path);

@@ -1,11 +1,14 @@
 #include "util/trace_log.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <filesystem>
 #include <thread>
 
-#include "esd/resource_locker.h"
+#include "platform/regular_file.h"
 #include "support/test_folder.h"
 
 namespace {
@@ -88,8 +91,11 @@ TEST(TraceLog, CutsALongFileToItsEnd) {
     WriteFile(path, old);
     fs::permissions(path, fs::perms(0600));
     WriteFile(path + "_", "left by somebody who died");
-    esd::ResourceLocker trimmer(path, 0);
-    if (isLocked) trimmer.Lock();
+    const kxl::OpenedFile trimmer =
+        kxl::OpenRegularFile(path, kxl::FileAccess::kRead, kxl::Links::kRefuse);
+    if (isLocked) {
+      ASSERT_TRUE(kxl::TakeWhileNamed(trimmer.descriptor.get(), path));
+    }
     kxl::IsLogOpen(path, 1);
     CloseLog();
     EXPECT_EQ(ReadLog(path).substr(0, kept), old.substr(size - kept));
@@ -99,6 +105,46 @@ TEST(TraceLog, CutsALongFileToItsEnd) {
     EXPECT_EQ(fs::exists(path + "_"), kept != 30000);
     fs::remove(path + "_");
   }
+}
+
+TEST(TraceLog, GoesOnInTheFileThatAnotherProcessHasCut) {
+  const std::string path = InTestFolder("log");
+  kxl::IsLogOpen(path, 2);
+  kxl::LogMessage(2, Flush::kYes, "before");
+  WriteFile(path + ".new", "the end of it\n");
+  fs::rename(path + ".new", path);
+  kxl::LogMessage(2, Flush::kYes, "after");
+  EXPECT_EQ(ReadLog(path), "the end of it\nafter\n");
+  CloseLog();
+}
+
+// The parent's lines are not written twice, and a child's exit neither hangs nor ends the file.
+TEST(TraceLog, AForkedChildWritesItsOwnLinesOnly) {
+  const std::string path = InTestFolder("log");
+  kxl::IsLogOpen(path, 2);
+  kxl::LogMessage(2, Flush::kNo, "the parent's");
+  std::atomic<bool> done = false;
+  std::thread busy([&] {
+    while (!done) kxl::LogMessage(2, Flush::kYes, "busy");
+  });
+  for (int i = 0; i < 50; ++i) {
+    const pid_t child = fork();
+    if (child == 0) {
+      alarm(20);
+      kxl::LogMessage(2, Flush::kYes, "the child's");
+      CloseLog();
+      _exit(0);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+  }
+  done = true;
+  busy.join();
+  CloseLog();
+  const std::string text = ReadLog(path);
+  EXPECT_EQ(text.find("the parent's"), text.rfind("the parent's"));
+  EXPECT_EQ(text.find("<<<"), text.size() - sizeof kEnd + 1);
 }
 
 TEST(TraceLog, KeepsEveryLineOfManyThreadsWhileFilesSwitch) {

@@ -1,0 +1,24 @@
+// Telling a running updater something over the user's session bus. The bus library is loaded when
+// it is first needed. Without it, without a bus, or with one that does not answer within half a
+// second, nothing is sent and nobody is told: the updater reads the files anyway.
+#ifndef KXL_PLATFORM_SESSION_BUS_H
+#define KXL_PLATFORM_SESSION_BUS_H
+
+namespace kxl {
+
+// Asks the updater to come to the front: the method Activate of org.freedesktop.Application, to the
+// name com.kelda.updater6 at /com/kelda/updater6, one way, without starting it.
+void ActivateUpdater();
+
+// Posts the notification "Kelda Updater 6 Notification" with an object string: the signal
+// Posted(ss) of the interface com.kelda.updater6.Notification from /com/kelda/updater6. It has left
+// this process when the call returns.
+void PostUpdaterNotification(const char* object);
+
+// "Signal KXL Suppression": the holds have changed. Always true: nobody can tell whether it
+// arrived.
+bool PostSuppressionSignal();
+
+}  // namespace kxl
+
+#endif  // KXL_PLATFORM_SESSION_BUS_H

@@ -1,0 +1,128 @@
+#include "platform/session_bus.h"
+
+#include <dlfcn.h>
+#include <systemd/sd-bus.h>
+
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <string_view>
+
+namespace kxl {
+
+namespace {
+
+constexpr std::chrono::milliseconds kPatience(500);
+constexpr char kPath[] = "/com/kelda/updater6";
+constexpr char kName[] = "com.kelda.updater6";
+
+// libsystemd, for as long as one lives. Most hosts never get here, and should not load it.
+class BusLibrary {
+ public:
+  BusLibrary() : library_(dlopen("libsystemd.so.0", RTLD_NOW | RTLD_LOCAL)) {}
+  ~BusLibrary() {
+    if (library_ != nullptr) dlclose(library_);
+  }
+  BusLibrary(const BusLibrary&) = delete;
+  BusLibrary& operator=(const BusLibrary&) = delete;
+
+  bool Load() {
+    return library_ != nullptr && Find(open, "sd_bus_open_user") &&
+           Find(process, "sd_bus_process") && Find(wait, "sd_bus_wait") &&
+           Find(isReady, "sd_bus_is_ready") && Find(queuedWrites, "sd_bus_get_n_queued_write") &&
+           Find(closeAndUnref, "sd_bus_close_unref") && Find(send, "sd_bus_send") &&
+           Find(newSignal, "sd_bus_message_new_signal") &&
+           Find(newCall, "sd_bus_message_new_method_call") &&
+           Find(setExpectReply, "sd_bus_message_set_expect_reply") &&
+           Find(setAutoStart, "sd_bus_message_set_auto_start") &&
+           Find(append, "sd_bus_message_append") && Find(unref, "sd_bus_message_unref");
+  }
+
+  decltype(&sd_bus_open_user) open;
+  decltype(&sd_bus_process) process;
+  decltype(&sd_bus_wait) wait;
+  decltype(&sd_bus_is_ready) isReady;
+  decltype(&sd_bus_get_n_queued_write) queuedWrites;
+  decltype(&sd_bus_close_unref) closeAndUnref;
+  decltype(&sd_bus_send) send;
+  decltype(&sd_bus_message_new_signal) newSignal;
+  decltype(&sd_bus_message_new_method_call) newCall;
+  decltype(&sd_bus_message_set_expect_reply) setExpectReply;
+  decltype(&sd_bus_message_set_auto_start) setAutoStart;
+  decltype(&sd_bus_message_append) append;
+  decltype(&sd_bus_message_unref) unref;
+
+ private:
+  template <typename Function>
+  bool Find(Function& function, const char* name) {
+    function = reinterpret_cast<Function>(dlsym(library_, name));
+    return function != nullptr;
+  }
+
+  void* library_;
+};
+
+// A bus of another kind than a local socket could start programs, or wait for name servers.
+bool IsLocalBus() {
+  const char* address = secure_getenv("DBUS_SESSION_BUS_ADDRESS");
+  return address == nullptr || std::string_view(address).starts_with("unix:");
+}
+
+// Lets the connection come up and everything that is queued go out.
+void Flush(const BusLibrary& library, sd_bus* bus) {
+  using Clock = std::chrono::steady_clock;
+  const Clock::time_point deadline = Clock::now() + kPatience;
+  for (;;) {
+    const int processed = library.process(bus, nullptr);
+    std::uint64_t queued = 0;
+    if (processed < 0 || library.queuedWrites(bus, &queued) < 0) return;
+    if (queued == 0 && library.isReady(bus) > 0) return;
+    if (processed > 0) continue;
+    const auto left =
+        std::chrono::duration_cast<std::chrono::microseconds>(deadline - Clock::now()).count();
+    if (left <= 0 || library.wait(bus, static_cast<std::uint64_t>(left)) < 0) return;
+  }
+}
+
+// Sends what make builds; make fills in the message and answers below 0 when it cannot.
+template <typename Make>
+void Send(Make make) {
+  BusLibrary library;
+  if (!IsLocalBus() || !library.Load()) return;
+  sd_bus* bus = nullptr;
+  if (library.open(&bus) < 0) return;
+  sd_bus_message* message = nullptr;
+  if (make(library, bus, message) >= 0 && library.send(bus, message, nullptr) >= 0) {
+    Flush(library, bus);
+  }
+  library.unref(message);
+  library.closeAndUnref(bus);
+}
+
+}  // namespace
+
+void ActivateUpdater() {
+  Send([](const BusLibrary& library, sd_bus* bus, sd_bus_message*& message) {
+    const int made =
+        library.newCall(bus, &message, kName, kPath, "org.freedesktop.Application", "Activate");
+    if (made < 0) return made;
+    library.setExpectReply(message, 0);
+    library.setAutoStart(message, 0);
+    return library.append(message, "a{sv}", 0);
+  });
+}
+
+void PostUpdaterNotification(const char* object) {
+  Send([object](const BusLibrary& library, sd_bus* bus, sd_bus_message*& message) {
+    const int made =
+        library.newSignal(bus, &message, kPath, "com.kelda.updater6.Notification", "Posted");
+    return made < 0 ? made : library.append(message, "ss", "Kelda Updater 6 Notification", object);
+  });
+}
+
+bool PostSuppressionSignal() {
+  PostUpdaterNotification("Signal KXL Suppression");
+  return true;
+}
+
+}  // namespace kxl
