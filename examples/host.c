@@ -1,11 +1,14 @@
 /*
- * The smallest host application: it registers itself with the updater, or unregisters.
+ * The smallest host application of the updater.
  *
- *   host register FOLDER     after installing, and at every start in case it was moved
- *   host unregister          before it is removed
+ *   host register FOLDER       after installing, and at every start in case it was moved
+ *   host check [--scheduled]   the user asks for updates, or it is time to look again
+ *   host hold SECONDS          no update notices for a while, during a presentation for instance
+ *   host unregister            before it is removed
  */
 #include <kxl/kxl.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 
 static const char identifier[] = "com.example.editor";
@@ -35,9 +38,33 @@ static int Unregister(void) {
   return 1;
 }
 
+static int Check(KXLTriggerType type) {
+  const int32_t code =
+      KXLTriggerUpdateCheck(identifier, "Example Editor", "/srv/editor", "en_US", type, false);
+  printf("update check: result code %d\n", (int)code);
+  return code == ESD_ERR_OK ? 0 : 1;
+}
+
+static int Hold(uint32_t seconds) {
+  char buffer[sizeof identifier];
+  int32_t code;
+  strcpy(buffer, identifier);
+  code = KXLSuppressUpdates(buffer, NULL, &seconds, 0);
+  printf("hold of %u seconds: result code %d\n", (unsigned)seconds, (int)code);
+  return code == ESD_ERR_OK ? 0 : 1;
+}
+
 int main(int argc, char** argv) {
   if (argc == 3 && strcmp(argv[1], "register") == 0) return Register(argv[2]);
+  if (argc == 2 && strcmp(argv[1], "check") == 0) return Check(KXL_TRIGGER_MANUAL);
+  if (argc == 3 && strcmp(argv[1], "check") == 0 && strcmp(argv[2], "--scheduled") == 0) {
+    return Check(KXL_TRIGGER_SCHEDULED);
+  }
+  if (argc == 3 && strcmp(argv[1], "hold") == 0) {
+    return Hold((uint32_t)strtoul(argv[2], NULL, 10));
+  }
   if (argc == 2 && strcmp(argv[1], "unregister") == 0) return Unregister();
-  fprintf(stderr, "usage: %s register FOLDER | unregister\n", argv[0]);
+  fprintf(stderr, "usage: %s register FOLDER | check [--scheduled] | hold SECONDS | unregister\n",
+          argv[0]);
   return 2;
 }

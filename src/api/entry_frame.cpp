@@ -10,9 +10,15 @@ namespace kxl {
 
 namespace {
 
-void ConfigureLog() {
-  const int level = kLogNormal;
-  const std::string path = LibraryLogPath();
+void ConfigureLog(RequestPreferences& preferences) {
+  std::string path;
+  std::int32_t level = kLogNormal;
+  preferences.Use([&](KeldaUpdaterPrefs& settings) {
+    settings.logFileLib.Get(path);
+    settings.logLevel.Get(level);
+  });
+  if (level <= 0) return;
+  if (path.empty()) path = LibraryLogPath();
   IsLogOpen(path, level);
   LogValue(kLogNormal, Flush::kYes, "logFile:", path);
   LogNumber(kLogNormal, Flush::kYes, "logLevel:", static_cast<std::uint32_t>(level));
@@ -20,9 +26,9 @@ void ConfigureLog() {
   LogValue(kLogNormal, Flush::kYes, "Vista IE Protected Mode:", "No");
 }
 
-bool TryToConfigureLog() noexcept {
+bool TryToConfigureLog(RequestPreferences& preferences) noexcept {
   try {
-    ConfigureLog();
+    ConfigureLog(preferences);
     return true;
   } catch (...) {
     return false;
@@ -31,7 +37,9 @@ bool TryToConfigureLog() noexcept {
 
 }  // namespace
 
-void EnsureLogConfigured() { [[maybe_unused]] static const bool once = TryToConfigureLog(); }
+void EnsureLogConfigured(RequestPreferences& preferences) {
+  [[maybe_unused]] static const bool once = TryToConfigureLog(preferences);
+}
 
 void TraceCall(std::string_view function) {
   std::string text = "In ";

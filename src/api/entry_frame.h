@@ -7,13 +7,14 @@
 #include <initializer_list>
 #include <string_view>
 
+#include "api/request_preferences.h"
 #include "platform/thread_guards.h"
 
 namespace kxl {
 
-// Configures the log once a process; of several first calls at once, one does and the others wait.
-// A failure is not reported: the process then goes on without a log.
-void EnsureLogConfigured();
+// Configures the log once a process, from the preferences; of several first calls at once, one does
+// and the others wait. A failure is not reported: the process then goes on without a log.
+void EnsureLogConfigured(RequestPreferences& preferences);
 
 // Writes "In <function>(...)".
 void TraceCall(std::string_view function);
@@ -42,16 +43,17 @@ void GuardEntry(Result& result, Body body) noexcept {
 }
 
 // The frame of the functions that answer a result code: trace writes the arguments, handler answers
-// the code.
+// the code and is given the request's preferences.
 template <typename Trace, typename Handler>
 std::int32_t TracedRequest(std::string_view function, Trace trace, Handler handler) noexcept {
   constexpr std::int32_t kFailure = 1;
   std::int32_t code = kFailure;
   GuardEntry(code, [&](std::int32_t& result) {
-    EnsureLogConfigured();
+    RequestPreferences preferences;
+    EnsureLogConfigured(preferences);
     TraceCall(function);
     trace();
-    const std::int32_t answer = handler();
+    const std::int32_t answer = handler(preferences);
     TraceResult(answer);
     result = answer;
   });

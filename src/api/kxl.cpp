@@ -4,6 +4,9 @@
 #include "api/entry_frame.h"
 #include "api/library_version.h"
 #include "api/registration.h"
+#include "api/request_gate.h"
+#include "api/suppression.h"
+#include "api/update_check.h"
 #include "util/trace_log.h"
 
 namespace {
@@ -22,22 +25,26 @@ int32_t KXLRegisterApplication(const char* appIdentifier, const char* appDisplay
         kxl::TraceText("appFolderPath", appFolderPath);
         kxl::TraceText("appDisplayName", appDisplayName);
       },
-      [&] { return kxl::RegisterApplication(appIdentifier, appDisplayName, appFolderPath); });
+      [&](auto&) {
+        return kxl::RegisterApplication(appIdentifier, appDisplayName, appFolderPath);
+      });
 }
 
 int32_t KXLUnRegisterApplication(const char* appIdentifier) {
   return kxl::TracedRequest(
       "KXLUnRegisterApplication", [&] { kxl::TraceText("appIdentifier", appIdentifier); },
-      [&] { return kxl::UnRegisterApplication(appIdentifier); });
+      [&](auto&) { return kxl::UnRegisterApplication(appIdentifier); });
 }
 
 int32_t KXLIsUpdateCheckEnabled(void) {
   std::int32_t enabled = 0;
   kxl::GuardEntry(enabled, [](std::int32_t& result) {
-    kxl::EnsureLogConfigured();
+    kxl::RequestPreferences preferences;
+    kxl::EnsureLogConfigured(preferences);
     kxl::TraceCall("KXIsUpdateCheckEnabled");
-    kxl::LogNumber(kxl::kLogNormal, kxl::Flush::kNo, "return code",
-                   static_cast<std::uint32_t>(result));
+    const bool isAllowed = kxl::IsRequestAllowed();
+    kxl::LogNumber(kxl::kLogNormal, kxl::Flush::kNo, "return code", isAllowed ? 1 : 0);
+    result = isAllowed ? 1 : 0;
   });
   return enabled;
 }
@@ -56,7 +63,10 @@ int32_t KXLTriggerUpdateCheck(const char* appIdentifier, const char* appDisplayN
         kxl::TraceText("appDisplayLang", appDisplayLang);
         kxl::TraceBoolean("bOverrideData", bOverrideData);
       },
-      [] { return kNotCarriedOut; });
+      [&](kxl::RequestPreferences& preferences) {
+        return kxl::TriggerUpdateCheck(preferences, appIdentifier, appDisplayName, appFolderPath,
+                                       appDisplayLang, triggerType, bOverrideData);
+      });
 }
 
 int32_t KXLIsUpdateAvailable(const char* appIdentifier, const char* appDisplayName,
@@ -70,7 +80,7 @@ int32_t KXLIsUpdateAvailable(const char* appIdentifier, const char* appDisplayNa
         kxl::TraceText("appDisplayName", appDisplayName);
         kxl::TraceBoolean("bOverrideData", bOverrideData);
       },
-      [] { return kNotCarriedOut; });
+      [](auto&) { return kNotCarriedOut; });
 }
 
 int32_t KXLDownloadMissingComponents(const char* appIdentifier, const char* appDisplayName,
@@ -86,26 +96,29 @@ int32_t KXLDownloadMissingComponents(const char* appIdentifier, const char* appD
         kxl::TraceText("appDisplayLang", appDisplayLang);
         kxl::TraceBoolean("bOverrideData", bOverrideData);
       },
-      [] { return kNotCarriedOut; });
+      [](auto&) { return kNotCarriedOut; });
 }
 
 int32_t KXLDoPluginAction(const char* appIdentifier) {
   return kxl::TracedRequest(
       "KXLDoPluginAction", [&] { kxl::TraceText("appIdentifier", appIdentifier); },
-      [] { return kNotCarriedOut; });
+      [](auto&) { return kNotCarriedOut; });
 }
 
-int32_t KXLSuppressUpdates(char* /*appIdentifier*/, uint32_t* /*bufferSize*/, uint32_t* /*seconds*/,
-                           int32_t /*query*/) {
+int32_t KXLSuppressUpdates(char* appIdentifier, uint32_t* bufferSize, uint32_t* seconds,
+                           int32_t query) {
   std::int32_t code = ESD_ERR_FAILURE;
-  kxl::GuardEntry(code, [](std::int32_t& result) { result = kNotCarriedOut; });
+  kxl::GuardEntry(code, [&](std::int32_t& result) {
+    result = kxl::SuppressUpdates(appIdentifier, bufferSize, seconds, query);
+  });
   return code;
 }
 
 uint32_t KXLGetVersion(void) {
   std::uint32_t version = 0;
   kxl::GuardEntry(version, [](std::uint32_t& result) {
-    kxl::EnsureLogConfigured();
+    kxl::RequestPreferences preferences;
+    kxl::EnsureLogConfigured(preferences);
     kxl::TraceCall("KXLGetVersion");
     result = kxl::PackVersion(kxl::kLibraryVersion);
     kxl::LogValue(kxl::kLogNormal, kxl::Flush::kNo, "Version = ", kxl::kLibraryVersion);

@@ -1,0 +1,13 @@
+// The gate before every request that sets the updater to work.
+#ifndef KXL_API_REQUEST_GATE_H
+#define KXL_API_REQUEST_GATE_H
+
+namespace kxl {
+
+// Whether this user may run update checks: the administrator has not switched them off, and the
+// user is an administrator, which is traced.
+bool IsRequestAllowed();
+
+}  // namespace kxl
+
+#endif  // KXL_API_REQUEST_GATE_H

@@ -1,0 +1,106 @@
+#include "api/suppression.h"
+
+#include <kxl/kxl.h>
+
+#include <algorithm>
+#include <cstring>
+#include <ctime>
+#include <exception>
+#include <string>
+
+#include "api/validation.h"
+#include "platform/folders.h"
+#include "platform/path.h"
+#include "platform/processes.h"
+#include "platform/session_bus.h"
+#include "stores/suppress_file.h"
+
+namespace kxl {
+
+namespace {
+
+std::uint32_t SecondsLeft(const Hold* hold, std::time_t now) {
+  return hold == nullptr ? 0 : static_cast<std::uint32_t>(hold->end - now);
+}
+
+std::int32_t SetHold(SuppressFile& file, std::time_t now, const char* appIdentifier,
+                     std::uint32_t* seconds) {
+  // One that holds a separator of the file would not read back.
+  if (IsNullOrEmpty(appIdentifier) || !IsValidAppId(appIdentifier) ||
+      std::strpbrk(appIdentifier, "\t\r\n") != nullptr) {
+    return ESD_ERR_INVALIDDATA;
+  }
+  file.Clear(appIdentifier);
+  if (seconds == nullptr || *seconds == 0) return ESD_ERR_OK;
+  *seconds = std::min(*seconds, kLongestHold);
+  file.Add(appIdentifier, now + *seconds);
+  return ESD_ERR_OK;
+}
+
+void AnswerLongest(const Hold* longest, std::time_t now, char* appIdentifier,
+                   std::uint32_t* bufferSize, std::uint32_t* seconds) {
+  if (seconds != nullptr) *seconds = SecondsLeft(longest, now);
+  if (bufferSize == nullptr) return;
+  const bool hasBuffer = appIdentifier != nullptr && *bufferSize > 0;
+  if (longest == nullptr) {
+    if (hasBuffer) *appIdentifier = '\0';
+    *bufferSize = 0;
+    return;
+  }
+  const auto needed = static_cast<std::uint32_t>(longest->appId.size() + 1);
+  if (hasBuffer && needed <= *bufferSize) {
+    std::strncpy(appIdentifier, longest->appId.c_str(), *bufferSize);
+  }
+  *bufferSize = needed;
+}
+
+std::int32_t QueryHold(const SuppressFile& file, std::time_t now, char* appIdentifier,
+                       std::uint32_t* bufferSize, std::uint32_t* seconds) {
+  if (!IsNullOrEmpty(appIdentifier)) {
+    if (seconds == nullptr) return ESD_ERR_INVALIDDATA;
+    *seconds = SecondsLeft(file.Find(appIdentifier), now);
+    return ESD_ERR_OK;
+  }
+  if (appIdentifier == nullptr && bufferSize == nullptr && seconds == nullptr) {
+    return ESD_ERR_INVALIDDATA;
+  }
+  AnswerLongest(file.Longest(), now, appIdentifier, bufferSize, seconds);
+  return ESD_ERR_OK;
+}
+
+std::int32_t UseSuppressFile(char* appIdentifier, std::uint32_t* bufferSize, std::uint32_t* seconds,
+                             std::int32_t query) {
+  std::string folder;
+  if (!GetDataFolder(folder)) return ESD_ERR_FAILURE;
+  SuppressFile file(JoinPath(folder, "suppress_all.dat"));
+  if (!file.Lock()) return KXL_SUPPRESS_FILE_BUSY;
+  const std::time_t now = std::time(nullptr);
+  if (!file.Read(now)) return ESD_ERR_FAILURE;
+  const std::int32_t code = query == 0 ? SetHold(file, now, appIdentifier, seconds)
+                                       : QueryHold(file, now, appIdentifier, bufferSize, seconds);
+  // What the sweep has changed is written whatever the call itself answers.
+  return file.WriteBack() ? code : ESD_ERR_FAILURE;
+}
+
+}  // namespace
+
+std::int32_t SuppressUpdates(char* appIdentifier, std::uint32_t* bufferSize, std::uint32_t* seconds,
+                             std::int32_t query) {
+  const std::int32_t code = UseSuppressFile(appIdentifier, bufferSize, seconds, query);
+  const bool hasSetHold = code == ESD_ERR_OK && query == 0 && seconds != nullptr && *seconds != 0;
+  if (hasSetHold && FindUpdaterProcess(BringToFront::kNo)) PostSuppressionSignal();
+  return code;
+}
+
+bool AreUpdatesSuppressed(bool& suppressed) {
+  std::uint32_t seconds = 0;
+  try {
+    if (SuppressUpdates(nullptr, nullptr, &seconds, 1) != ESD_ERR_OK) return false;
+  } catch (const std::exception&) {
+    return false;
+  }
+  suppressed = seconds > 0;
+  return true;
+}
+
+}  // namespace kxl

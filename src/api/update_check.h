@@ -1,0 +1,23 @@
+// The request that starts the updater for a check.
+#ifndef KXL_API_UPDATE_CHECK_H
+#define KXL_API_UPDATE_CHECK_H
+
+#include <cstdint>
+
+#include "api/request_preferences.h"
+
+namespace kxl {
+
+std::int32_t TriggerUpdateCheck(RequestPreferences& preferences, const char* appIdentifier,
+                                const char* appDisplayName, const char* appFolderPath,
+                                const char* appDisplayLang, std::int32_t triggerType,
+                                bool bOverrideData);
+
+// Whether the chosen interval (a week for AutoCheckFreq 1, else a month) has passed since
+// LastDateCheck, by the local calendar. True when there was no check yet or its date cannot be read
+// as one, false when a setting cannot be read.
+bool IsTimeToLaunch(const KeldaUpdaterPrefs& preferences);
+
+}  // namespace kxl
+
+#endif  // KXL_API_UPDATE_CHECK_H

@@ -1,0 +1,19 @@
+// The administrator's switch: com.kelda.updater6.Admin.plist in <root>/etc, a property list (XML or
+// binary) whose dictionary may hold the boolean "Disable.Update".
+#ifndef KXL_STORES_ADMIN_PREFS_H
+#define KXL_STORES_ADMIN_PREFS_H
+
+#include <string>
+
+namespace kxl {
+
+std::string AdminPrefsPath();
+
+// True when the list gives an answer; then enabled is the negation of "Disable.Update". False, with
+// enabled as it was, when there is no list, it cannot be read, or the key is missing or no boolean.
+// Reads the file at every call; a link to it is followed.
+bool IsUpdateEnabledByAdmin(bool& enabled);
+
+}  // namespace kxl
+
+#endif  // KXL_STORES_ADMIN_PREFS_H

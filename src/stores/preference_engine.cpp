@@ -1,0 +1,117 @@
+#include "stores/preference_engine.h"
+
+#include <stdexcept>
+
+#include "esd/number_text.h"
+#include "esd/streams.h"
+#include "esd/xml_parser.h"
+#include "esd/xml_writer.h"
+
+namespace esd {
+
+PrefsWriter::PrefsWriter(std::string rootName) : rootName_(std::move(rootName)) { Empty(); }
+
+void PrefsWriter::Empty() {
+  document_ = XMLDocumentNode::NewDocument();
+  root_ = FindOrCreateChild(document_, rootName_);
+  stamp_ = {};
+}
+
+void PrefsWriter::Load(const std::string& path) {
+  const ScopedLock lock(policy_);
+  if (!lock.IsHeld()) return;
+  path_ = path;
+  Empty();
+  readWithoutLock_ = policy_ == nullptr;
+  if (path.empty()) throw std::runtime_error("Prefs file unable to lock file for reading!");
+  ExpatDOMBuilder builder;
+  if (!builder.Init() || !builder.ParseFile(path, false)) {
+    if (builder.LastRead() == ReadStatus::kDamaged && !readWithoutLock_) kxl::DeleteFile(path);
+    return;
+  }
+  document_ = builder.Document();
+  if (const XMLNodePointer root = FindChild(document_, rootName_)) {
+    root_ = root;
+    kxl::GetModificationStamp(path, stamp_);
+  } else {
+    Empty();  // what is written has our root alone
+  }
+}
+
+bool PrefsWriter::ReloadIfChanged() {
+  if (policy_ != nullptr && !policy_->IsLocked() && !policy_->Lock()) return false;
+  kxl::ModificationStamp stamp;
+  const bool exists = kxl::GetModificationStamp(path_, stamp);
+  // A file read without the lock may have been changed since within one tick of the clock.
+  if (exists && (readWithoutLock_ || stamp > stamp_)) {
+    Load(path_);
+  } else if (!exists) {
+    Empty();
+  }
+  return true;
+}
+
+bool PrefsWriter::Release() {
+  return policy_ == nullptr || !policy_->IsLocked() || policy_->Unlock(Force::kNo);
+}
+
+bool PrefsWriter::GetElement(std::string_view key, XMLNodePointer& element) const {
+  const ScopedLock lock(policy_);
+  if (!lock.IsHeld()) return false;
+  element = FindChild(root_, key);
+  return true;
+}
+
+bool PrefsWriter::GetText(std::string_view key, std::string& text) const {
+  XMLNodePointer element;
+  if (!GetElement(key, element)) return false;
+  text = element ? element->GetText() : std::string();
+  return true;
+}
+
+bool PrefsWriter::SetText(std::string_view key, std::string_view text) {
+  const ScopedLock lock(policy_);
+  if (!lock.IsHeld()) return false;
+  FindOrCreateChild(root_, key)->SetText(text);
+  return Write();
+}
+
+bool PrefsWriter::ReplaceElement(const XMLNodePointer& element) {
+  const ScopedLock lock(policy_);
+  if (!lock.IsHeld()) return false;
+  root_->RemoveChild(FindChild(root_, element->GetName()));
+  root_->AddChild(element);
+  return Write();
+}
+
+bool PrefsWriter::Write() {
+  if (!ReadsBack(*document_)) return false;
+  kxl::ESDofstream file(path_, "wb", std::ios::out | std::ios::trunc | std::ios::binary);
+  if (!file.IsOpen()) return false;
+  WriteNode(file.Stream(), *document_);
+  const bool written = file.Close();
+  kxl::GetModificationStamp(path_, stamp_);
+  return written;
+}
+
+bool ParseValue(const std::string& text, bool& value) {
+  std::int32_t number;
+  if (!ParseInteger(text, number) || (number != 0 && number != 1)) return false;
+  value = number == 1;
+  return true;
+}
+
+bool ParseValue(const std::string& text, std::int32_t& value) { return ParseInteger(text, value); }
+
+bool ParseValue(const std::string& text, std::string& value) {
+  value = text;
+  return true;
+}
+
+std::string FormatValue(bool value) { return value ? "1" : "0"; }
+
+std::string FormatValue(std::int32_t value) { return std::to_string(value); }
+
+std::string FormatValue(const std::string& value) { return value; }
+
+}  // namespace esd

@@ -1,0 +1,159 @@
+// Preference files: an XML document with one child of the root for each stored setting.
+//
+//   <?xml version="1.0" encoding="UTF-8" ?>
+//   <Root>
+//   <Single>value</Single>
+//   <Map>
+//   <MapPrefEntry MapPrefKey="key">value</MapPrefEntry>
+//   </Map>
+//   </Root>
+//
+// A boolean's text is 1 or 0, an integer's decimal, both with white space around them at the most.
+// A setting whose element is missing or empty has its default. Unknown settings stay in the file.
+// The file is rewritten in place: a reader without the lock may meet it half written, and a writer
+// that dies in the middle leaves the defaults.
+#ifndef KXL_STORES_PREFERENCE_ENGINE_H
+#define KXL_STORES_PREFERENCE_ENGINE_H
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "esd/resource_locker.h"
+#include "esd/xml_document.h"
+#include "platform/file_system.h"
+
+namespace esd {
+
+// The document of a preference file. Every operation takes the lock, if a policy is set, unless it
+// is held already; one that does not get it fails and changes nothing.
+class PrefsWriter {
+ public:
+  explicit PrefsWriter(std::string rootName);
+  PrefsWriter(const PrefsWriter&) = delete;
+  PrefsWriter& operator=(const PrefsWriter&) = delete;
+
+  // The policy is the caller's and has to outlive the writer; null for none.
+  void SetLockPolicy(LockPolicyInterface* policy) { policy_ = policy; }
+
+  // Reads the file at path. A missing or damaged one leaves an empty document; under a lock, a
+  // damaged one is removed (without one, a writer may be in the middle of it). Throws
+  // std::runtime_error "Prefs file unable to lock file for reading!" for an empty path.
+  void Load(const std::string& path);
+
+  // Takes the lock and keeps it, and reads the file again when it was changed or removed, or was
+  // read without the lock before. False when the lock was not to be had; Release lets it go.
+  bool ReloadIfChanged();
+  bool Release();
+
+  // The text of a setting, empty when it is missing. False when the lock was not to be had.
+  bool GetText(std::string_view key, std::string& text) const;
+  // Sets the text and writes the file.
+  bool SetText(std::string_view key, std::string_view text);
+
+  // The element of a map setting, null when it is missing.
+  bool GetElement(std::string_view key, XMLNodePointer& element) const;
+  // Replaces the element of that name and writes the file.
+  bool ReplaceElement(const XMLNodePointer& element);
+
+ private:
+  void Empty();
+  bool Write();
+
+  XMLNodePointer document_;
+  XMLNodePointer root_;
+  std::string path_;
+  std::string rootName_;
+  LockPolicyInterface* policy_ = nullptr;
+  kxl::ModificationStamp stamp_;  // zero: nothing was read
+  bool readWithoutLock_ = false;
+};
+
+bool ParseValue(const std::string& text, bool& value);
+bool ParseValue(const std::string& text, std::int32_t& value);
+bool ParseValue(const std::string& text, std::string& value);
+std::string FormatValue(bool value);
+std::string FormatValue(std::int32_t value);
+std::string FormatValue(const std::string& value);
+
+// One setting: bool, std::int32_t or std::string.
+template <typename T>
+class BasicPref {
+ public:
+  BasicPref(PrefsWriter& writer, std::string_view key, T defaultValue)
+      : writer_(writer), key_(key), default_(std::move(defaultValue)) {}
+
+  // False, with value as it was, when the text does not parse or the lock was not to be had.
+  bool Get(T& value) const {
+    std::string text;
+    if (!writer_.GetText(key_, text)) return false;
+    if (!text.empty()) return ParseValue(text, value);
+    value = default_;
+    return true;
+  }
+
+  // The value, or what to take for one that cannot be read.
+  T GetOr(T unread) const {
+    Get(unread);
+    return unread;
+  }
+
+  // Writes the file. False when that fails.
+  bool Set(const T& value) { return writer_.SetText(key_, FormatValue(value)); }
+
+  bool IsDefault(const T& value) const { return value == default_; }
+  std::string_view Key() const { return key_; }
+
+ private:
+  PrefsWriter& writer_;
+  std::string_view key_;
+  T default_;
+};
+
+// A setting of many values by key, read and written as a whole.
+template <typename V>
+class MapPref {
+ public:
+  MapPref(PrefsWriter& writer, std::string_view key) : writer_(writer), key_(key) {}
+
+  // Of several entries of one key the last counts. False, with an empty map, when an entry has no
+  // key or no value that parses, or the lock was not to be had.
+  bool Read(std::map<std::string, V>& values) const {
+    values.clear();
+    XMLNodePointer element;
+    if (!writer_.GetElement(key_, element)) return false;
+    if (!element) return true;
+    std::map<std::string, V> read;
+    for (const XMLNodePointer& entry : element->GetChildren()) {
+      const std::string* key = entry->GetAttribute("MapPrefKey");
+      V value{};
+      if (key == nullptr || !ParseValue(entry->GetText(), value)) return false;
+      read[*key] = std::move(value);
+    }
+    values = std::move(read);
+    return true;
+  }
+
+  bool Write(const std::map<std::string, V>& values) {
+    const XMLNodePointer element = XMLDocumentNode::NewElement(key_);
+    for (const auto& [key, value] : values) {
+      const XMLNodePointer entry = XMLDocumentNode::NewElement("MapPrefEntry");
+      entry->SetAttribute("MapPrefKey", key);
+      entry->SetText(FormatValue(value));
+      element->AddChild(entry);
+    }
+    return writer_.ReplaceElement(element);
+  }
+
+  std::string_view Key() const { return key_; }
+
+ private:
+  PrefsWriter& writer_;
+  std::string_view key_;
+};
+
+}  // namespace esd
+
+#endif  // KXL_STORES_PREFERENCE_ENGINE_H

@@ -1,0 +1,42 @@
+#include "stores/updater_prefs.h"
+
+#include <stdexcept>
+
+#include "platform/file_system.h"
+#include "platform/folders.h"
+#include "platform/path.h"
+#include "util/log_paths.h"
+#include "util/trace_log.h"
+
+namespace kxl {
+
+namespace {
+
+constexpr std::uint32_t kLockWait = 3000;  // milliseconds
+
+std::string PrefsPath() {
+  std::string folder;
+  if (!FindDataFolder(folder)) throw std::runtime_error("Unable to create file!");
+  return JoinPath(folder, "KeldaUpdaterPrefs.dat");
+}
+
+}  // namespace
+
+KeldaUpdaterPrefs::KeldaUpdaterPrefs()
+    : PrefsWriter("KeldaUpdater"),
+      installFolder_(InstallFolder()),
+      DownloadDir(*this, "DownloadDir", installFolder_),
+      logFile(*this, "logFile", UpdaterLogPath()),
+      logFileLib(*this, "logFileLib", LibraryLogPath()),
+      logLevel(*this, "logLevel", DefaultLogLevel()),
+      lock_(PrefsPath(), kLockWait) {
+  Load(PrefsPath());
+  // Read before the lock counts, which a request waits for once only.
+  const std::string downloads = DownloadDir.GetOr({});
+  if (!downloads.empty() && DownloadDir.IsDefault(downloads) && !PathExists(downloads)) {
+    CreateFolderTree(downloads);
+  }
+  SetLockPolicy(&lock_);
+}
+
+}  // namespace kxl
