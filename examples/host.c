@@ -48,7 +48,7 @@ static int Check(KXLTriggerType type) {
 static int Hold(uint32_t seconds) {
   char buffer[sizeof identifier];
   int32_t code;
-  strcpy(buffer, identifier);
+  memcpy(buffer, identifier, sizeof identifier);
   code = KXLSuppressUpdates(buffer, NULL, &seconds, 0);
   printf("hold of %u seconds: result code %d\n", (unsigned)seconds, (int)code);
   return code == ESD_ERR_OK ? 0 : 1;

@@ -154,7 +154,9 @@ KXL_API int32_t KXLIsUpdateCheckEnabled(void);
  * Waits for the holds' lock and for the preferences' lock, 3 seconds each at most, and goes on
  * without what it could not read; with bOverrideData also for the list of applications, 2 seconds
  * to look and as KXLRegisterApplication to register. KX_LAUNCH_MODE, KX_DISPLAY_LANG and
- * KX_LAUNCH_APPID stay set in the caller's environment.
+ * KX_LAUNCH_APPID stay set in the caller's environment: a later check without a language or an
+ * identifier hands the earlier ones on unless they are unset before. An updater that is installed
+ * but cannot be executed is left to a shell in the background, and counts as started.
  */
 KXL_API int32_t KXLTriggerUpdateCheck(const char* appIdentifier, const char* appDisplayName,
                                       const char* appFolderPath, const char* appDisplayLang,
@@ -225,10 +227,10 @@ KXL_API int32_t KXLDoPluginAction(const char* appIdentifier);
  * alone. Without a hold *bufferSize receives 0, and a buffer of at least 1 byte an empty text.
  *
  * Every call drops the holds that have ended. Answers ESD_ERR_OK, ESD_ERR_FAILURE (the file of
- * holds cannot be read or written, or has a line with an impossible time; it is left as it was),
- * ESD_ERR_INVALIDDATA (no or no valid identifier to set, one with a tab or a line end, nothing
- * asked for, or a hold asked for without seconds) or KXL_SUPPRESS_FILE_BUSY. Waits for the file's
- * lock, 3 seconds at most, and half a second for a session bus that does not answer.
+ * holds cannot be found, read or written, or has a line whose time cannot be read; it is left as it
+ * was), ESD_ERR_INVALIDDATA (no or no valid identifier to set, one with a tab or a line end,
+ * nothing asked for, or a hold asked for without seconds) or KXL_SUPPRESS_FILE_BUSY. Waits for the
+ * file's lock, 3 seconds at most, and half a second for a session bus that does not answer.
  */
 KXL_API int32_t KXLSuppressUpdates(char* appIdentifier, uint32_t* bufferSize, uint32_t* seconds,
                                    int32_t query);

@@ -1,5 +1,8 @@
 #include "api/entry_frame.h"
 
+#include <atomic>
+#include <mutex>
+#include <new>
 #include <string>
 
 #include "api/result_code.h"
@@ -26,19 +29,31 @@ void ConfigureLog(RequestPreferences& preferences) {
   LogValue(kLogNormal, Flush::kYes, "Vista IE Protected Mode:", "No");
 }
 
-bool TryToConfigureLog(RequestPreferences& preferences) noexcept {
-  try {
-    ConfigureLog(preferences);
-    return true;
-  } catch (...) {
-    return false;
-  }
-}
+std::mutex configuring;
+std::atomic<bool> isConfigured = false;
+std::atomic<bool> wasBusy = false;
+
+// A child forked while another thread was configuring begins anew: that thread is not in it.
+[[maybe_unused]] const bool resetsInChild = CallAroundFork(nullptr, nullptr, [] {
+  if (!isConfigured) new (&configuring) std::mutex;
+});
 
 }  // namespace
 
 void EnsureLogConfigured(RequestPreferences& preferences) {
-  [[maybe_unused]] static const bool once = TryToConfigureLog(preferences);
+  if (isConfigured) return;
+  const std::lock_guard<std::mutex> guard(configuring);
+  if (!isConfigured) {
+    try {
+      ConfigureLog(preferences);
+    } catch (...) {
+      // The process goes on without a log.
+    }
+    wasBusy = preferences.IsGivenUp();
+    isConfigured = true;
+  } else if (wasBusy) {
+    preferences.GiveUp();  // this request has waited for the file already, by another one's hand
+  }
 }
 
 void TraceCall(std::string_view function) {

@@ -3,10 +3,10 @@
 namespace kxl {
 
 bool RequestPreferences::Use(const std::function<void(KeldaUpdaterPrefs&)>& use) {
-  if (isBusy_) return false;
+  if (isGivenUp_) return false;
   KeldaUpdaterPrefs preferences;
-  isBusy_ = !preferences.ReloadIfChanged();
-  if (isBusy_) return false;
+  isGivenUp_ = !preferences.ReloadIfChanged();
+  if (isGivenUp_) return false;
   use(preferences);
   preferences.Release();
   return true;

@@ -13,11 +13,15 @@ namespace kxl {
 class RequestPreferences {
  public:
   // Calls use with the preferences up to date and locked. False, without calling it, when the lock
-  // was not to be had, now or before in this request.
+  // was not to be had or the file cannot be read, now or before in this request.
   bool Use(const std::function<void(KeldaUpdaterPrefs&)>& use);
 
+  // Lets the request go on without preferences.
+  void GiveUp() { isGivenUp_ = true; }
+  bool IsGivenUp() const { return isGivenUp_; }
+
  private:
-  bool isBusy_ = false;
+  bool isGivenUp_ = false;
 };
 
 }  // namespace kxl

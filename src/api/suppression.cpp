@@ -41,14 +41,13 @@ void AnswerLongest(const Hold* longest, std::time_t now, char* appIdentifier,
                    std::uint32_t* bufferSize, std::uint32_t* seconds) {
   if (seconds != nullptr) *seconds = SecondsLeft(longest, now);
   if (bufferSize == nullptr) return;
-  const bool hasBuffer = appIdentifier != nullptr && *bufferSize > 0;
   if (longest == nullptr) {
-    if (hasBuffer) *appIdentifier = '\0';
+    if (appIdentifier != nullptr && *bufferSize > 0) *appIdentifier = '\0';
     *bufferSize = 0;
     return;
   }
   const auto needed = static_cast<std::uint32_t>(longest->appId.size() + 1);
-  if (hasBuffer && needed <= *bufferSize) {
+  if (appIdentifier != nullptr && needed <= *bufferSize) {
     std::strncpy(appIdentifier, longest->appId.c_str(), *bufferSize);
   }
   *bufferSize = needed;
@@ -78,8 +77,10 @@ std::int32_t UseSuppressFile(char* appIdentifier, std::uint32_t* bufferSize, std
   if (!file.Read(now)) return ESD_ERR_FAILURE;
   const std::int32_t code = query == 0 ? SetHold(file, now, appIdentifier, seconds)
                                        : QueryHold(file, now, appIdentifier, bufferSize, seconds);
-  // What the sweep has changed is written whatever the call itself answers.
-  return file.WriteBack() ? code : ESD_ERR_FAILURE;
+  // What the sweep has changed is written whatever the call itself answers. A query's answer stands
+  // even when a file that holds nothing any more cannot be removed.
+  if (file.WriteBack() || (query != 0 && file.Holds().empty())) return code;
+  return ESD_ERR_FAILURE;
 }
 
 }  // namespace

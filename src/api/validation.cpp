@@ -42,8 +42,6 @@ std::size_t SequenceLength(const unsigned char* bytes) {
 
 }  // namespace
 
-bool IsNullOrEmpty(const char* text) { return text == nullptr || *text == '\0'; }
-
 bool IsLongerThan(const char* text, std::size_t maximum) {
   return strnlen(text, maximum + 1) > maximum;
 }

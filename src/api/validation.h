@@ -10,7 +10,7 @@ inline constexpr std::size_t kMaximumAppId = 256;  // bytes without the zero, li
 inline constexpr std::size_t kMaximumDisplayName = 512;
 inline constexpr std::size_t kMaximumFolderPath = 255;
 
-bool IsNullOrEmpty(const char* text);
+inline bool IsNullOrEmpty(const char* text) { return text == nullptr || *text == '\0'; }
 
 // Whether a text is longer than maximum bytes. Reads no further than that.
 bool IsLongerThan(const char* text, std::size_t maximum);

@@ -10,13 +10,11 @@ namespace kxl {
 // name com.kelda.updater6 at /com/kelda/updater6, one way, without starting it.
 void ActivateUpdater();
 
-// Posts the notification "Kelda Updater 6 Notification" with an object string: the signal
-// Posted(ss) of the interface com.kelda.updater6.Notification from /com/kelda/updater6. It has left
-// this process when the call returns.
-void PostUpdaterNotification(const char* object);
-
-// "Signal KXL Suppression": the holds have changed. Always true: nobody can tell whether it
-// arrived.
+// Post the notification "Kelda Updater 6 Notification" with the object string "Signal Express
+// Download" (components to fetch were listed) or "Signal KXL Suppression" (the holds have changed):
+// the signal Posted(ss) of the interface com.kelda.updater6.Notification from /com/kelda/updater6.
+// It has left this process when the call returns. Always true: nobody can tell whether it arrived.
+bool PostExpressDownloadSignal();
 bool PostSuppressionSignal();
 
 }  // namespace kxl

@@ -3,6 +3,8 @@
 #include <dlfcn.h>
 #include <systemd/sd-bus.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
@@ -38,19 +40,19 @@ class BusLibrary {
            Find(append, "sd_bus_message_append") && Find(unref, "sd_bus_message_unref");
   }
 
-  decltype(&sd_bus_open_user) open;
-  decltype(&sd_bus_process) process;
-  decltype(&sd_bus_wait) wait;
-  decltype(&sd_bus_is_ready) isReady;
-  decltype(&sd_bus_get_n_queued_write) queuedWrites;
-  decltype(&sd_bus_close_unref) closeAndUnref;
-  decltype(&sd_bus_send) send;
-  decltype(&sd_bus_message_new_signal) newSignal;
-  decltype(&sd_bus_message_new_method_call) newCall;
-  decltype(&sd_bus_message_set_expect_reply) setExpectReply;
-  decltype(&sd_bus_message_set_auto_start) setAutoStart;
-  decltype(&sd_bus_message_append) append;
-  decltype(&sd_bus_message_unref) unref;
+  decltype(&sd_bus_open_user) open = nullptr;
+  decltype(&sd_bus_process) process = nullptr;
+  decltype(&sd_bus_wait) wait = nullptr;
+  decltype(&sd_bus_is_ready) isReady = nullptr;
+  decltype(&sd_bus_get_n_queued_write) queuedWrites = nullptr;
+  decltype(&sd_bus_close_unref) closeAndUnref = nullptr;
+  decltype(&sd_bus_send) send = nullptr;
+  decltype(&sd_bus_message_new_signal) newSignal = nullptr;
+  decltype(&sd_bus_message_new_method_call) newCall = nullptr;
+  decltype(&sd_bus_message_set_expect_reply) setExpectReply = nullptr;
+  decltype(&sd_bus_message_set_auto_start) setAutoStart = nullptr;
+  decltype(&sd_bus_message_append) append = nullptr;
+  decltype(&sd_bus_message_unref) unref = nullptr;
 
  private:
   template <typename Function>
@@ -62,10 +64,16 @@ class BusLibrary {
   void* library_;
 };
 
-// A bus of another kind than a local socket could start programs, or wait for name servers.
+// A bus of another kind than a local socket could start programs, or wait for name servers. The
+// variable may list several, separated by semicolons.
 bool IsLocalBus() {
-  const char* address = secure_getenv("DBUS_SESSION_BUS_ADDRESS");
-  return address == nullptr || std::string_view(address).starts_with("unix:");
+  const char* variable = secure_getenv("DBUS_SESSION_BUS_ADDRESS");
+  std::string_view addresses = variable == nullptr ? "" : variable;
+  while (!addresses.empty()) {
+    if (!addresses.starts_with("unix:")) return false;
+    addresses.remove_prefix(std::min(addresses.find(';'), addresses.size() - 1) + 1);
+  }
+  return true;
 }
 
 // Lets the connection come up and everything that is queued go out.
@@ -77,10 +85,12 @@ void Flush(const BusLibrary& library, sd_bus* bus) {
     std::uint64_t queued = 0;
     if (processed < 0 || library.queuedWrites(bus, &queued) < 0) return;
     if (queued == 0 && library.isReady(bus) > 0) return;
-    if (processed > 0) continue;
     const auto left =
         std::chrono::duration_cast<std::chrono::microseconds>(deadline - Clock::now()).count();
-    if (left <= 0 || library.wait(bus, static_cast<std::uint64_t>(left)) < 0) return;
+    if (left <= 0) return;
+    if (processed > 0) continue;
+    const int waited = library.wait(bus, static_cast<std::uint64_t>(left));
+    if (waited < 0 && waited != -EINTR) return;  // a signal is the host's, and no reason to stop
   }
 }
 
@@ -99,6 +109,14 @@ void Send(Make make) {
   library.closeAndUnref(bus);
 }
 
+void PostUpdaterNotification(const char* object) {
+  Send([object](const BusLibrary& library, sd_bus* bus, sd_bus_message*& message) {
+    const int made =
+        library.newSignal(bus, &message, kPath, "com.kelda.updater6.Notification", "Posted");
+    return made < 0 ? made : library.append(message, "ss", "Kelda Updater 6 Notification", object);
+  });
+}
+
 }  // namespace
 
 void ActivateUpdater() {
@@ -112,12 +130,9 @@ void ActivateUpdater() {
   });
 }
 
-void PostUpdaterNotification(const char* object) {
-  Send([object](const BusLibrary& library, sd_bus* bus, sd_bus_message*& message) {
-    const int made =
-        library.newSignal(bus, &message, kPath, "com.kelda.updater6.Notification", "Posted");
-    return made < 0 ? made : library.append(message, "ss", "Kelda Updater 6 Notification", object);
-  });
+bool PostExpressDownloadSignal() {
+  PostUpdaterNotification("Signal Express Download");
+  return true;
 }
 
 bool PostSuppressionSignal() {

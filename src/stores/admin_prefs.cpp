@@ -4,6 +4,7 @@
 
 #include <memory>
 
+#include "esd/xml_parser.h"
 #include "platform/base_folders.h"
 #include "platform/regular_file.h"
 
@@ -16,9 +17,20 @@ struct PlistDeleter {
 };
 using Plist = std::unique_ptr<void, PlistDeleter>;
 
-Plist Parse(const std::string& text) {
+// libplist follows nested elements without a limit, so they are counted first.
+bool IsWithinLimits(const std::string& path) {
+  esd::ExpatDOMBuilder builder;
+  return builder.Init() && builder.ParseFile(path, false);
+}
+
+Plist Parse(const std::string& path, const std::string& text) {
   plist_t list = nullptr;
-  plist_from_memory(text.data(), static_cast<std::uint32_t>(text.size()), &list);
+  const auto size = static_cast<std::uint32_t>(text.size());
+  if (text.starts_with("bplist00")) {
+    plist_from_bin(text.data(), size, &list);
+  } else if (IsWithinLimits(path)) {
+    plist_from_xml(text.data(), size, &list);
+  }
   return Plist(list);
 }
 
@@ -31,9 +43,10 @@ bool IsType(plist_t node, plist_type type) {
 std::string AdminPrefsPath() { return MachinePath("etc/com.kelda.updater6.Admin.plist"); }
 
 bool IsUpdateEnabledByAdmin(bool& enabled) {
+  const std::string path = AdminPrefsPath();
   std::string text;
-  ReadRegularFile(AdminPrefsPath(), text);
-  const Plist list = Parse(text);
+  ReadRegularFile(path, text);
+  const Plist list = Parse(path, text);
   if (!IsType(list.get(), PLIST_DICT)) return false;
   const plist_t disable = plist_dict_get_item(list.get(), "Disable.Update");
   if (!IsType(disable, PLIST_BOOLEAN)) return false;

@@ -25,7 +25,10 @@ void PrefsWriter::Load(const std::string& path) {
   readWithoutLock_ = policy_ == nullptr;
   if (path.empty()) throw std::runtime_error("Prefs file unable to lock file for reading!");
   ExpatDOMBuilder builder;
-  if (!builder.Init() || !builder.ParseFile(path, false)) {
+  const bool parsed = builder.Init() && builder.ParseFile(path, false);
+  isUnreadable_ =
+      builder.LastRead() == ReadStatus::kUnreadable || builder.LastRead() == ReadStatus::kFolder;
+  if (!parsed) {
     if (builder.LastRead() == ReadStatus::kDamaged && !readWithoutLock_) kxl::DeleteFile(path);
     return;
   }
@@ -43,12 +46,9 @@ bool PrefsWriter::ReloadIfChanged() {
   kxl::ModificationStamp stamp;
   const bool exists = kxl::GetModificationStamp(path_, stamp);
   // A file read without the lock may have been changed since within one tick of the clock.
-  if (exists && (readWithoutLock_ || stamp > stamp_)) {
-    Load(path_);
-  } else if (!exists) {
-    Empty();
-  }
-  return true;
+  if (!exists || readWithoutLock_ || stamp > stamp_) Load(path_);
+  if (isUnreadable_) Release();
+  return !isUnreadable_;
 }
 
 bool PrefsWriter::Release() {
@@ -79,13 +79,13 @@ bool PrefsWriter::SetText(std::string_view key, std::string_view text) {
 bool PrefsWriter::ReplaceElement(const XMLNodePointer& element) {
   const ScopedLock lock(policy_);
   if (!lock.IsHeld()) return false;
-  root_->RemoveChild(FindChild(root_, element->GetName()));
+  root_->RemoveChildrenIf(NameIs(element->GetName()));
   root_->AddChild(element);
   return Write();
 }
 
 bool PrefsWriter::Write() {
-  if (!ReadsBack(*document_)) return false;
+  if (isUnreadable_ || !ReadsBack(*document_)) return false;
   kxl::ESDofstream file(path_, "wb", std::ios::out | std::ios::trunc | std::ios::binary);
   if (!file.IsOpen()) return false;
   WriteNode(file.Stream(), *document_);

@@ -39,12 +39,14 @@ class PrefsWriter {
   void SetLockPolicy(LockPolicyInterface* policy) { policy_ = policy; }
 
   // Reads the file at path. A missing or damaged one leaves an empty document; under a lock, a
-  // damaged one is removed (without one, a writer may be in the middle of it). Throws
-  // std::runtime_error "Prefs file unable to lock file for reading!" for an empty path.
+  // damaged one is removed (without one, a writer may be in the middle of it). One that cannot be
+  // read does so too, but is never written: it may hold anything. Throws std::runtime_error "Prefs
+  // file unable to lock file for reading!" for an empty path.
   void Load(const std::string& path);
 
   // Takes the lock and keeps it, and reads the file again when it was changed or removed, or was
-  // read without the lock before. False when the lock was not to be had; Release lets it go.
+  // read without the lock before. False, without the lock, when that was not to be had or the file
+  // cannot be read; Release lets it go.
   bool ReloadIfChanged();
   bool Release();
 
@@ -69,6 +71,7 @@ class PrefsWriter {
   LockPolicyInterface* policy_ = nullptr;
   kxl::ModificationStamp stamp_;  // zero: nothing was read
   bool readWithoutLock_ = false;
+  bool isUnreadable_ = false;
 };
 
 bool ParseValue(const std::string& text, bool& value);

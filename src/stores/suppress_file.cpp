@@ -129,12 +129,17 @@ void SuppressFile::Add(const std::string& appId, std::time_t end) {
 bool SuppressFile::WriteBack() {
   if (!isChanged_) return true;
   if (holds_.empty()) return RemoveFileSystemObject(path_);
+  mode_t mode = 0;
+  const bool exists = GetMode(path_, mode);
+  if (exists && (mode & 0200) == 0) return false;  // write protected on purpose
   const std::string companion = path_ + "_";
+  DeleteFile(companion);  // of a process that died; it may deny even its owner
   ESDofstream file(companion, "wb", std::ios::out | std::ios::trunc | std::ios::binary,
                    Links::kRefuse);
   if (!file.IsOpen()) return false;
+  const bool hasMode = !exists || file.SetMode(mode);
   for (const Hold& hold : holds_) file.Stream() << Line(hold);
-  const bool written = file.Sync();
+  const bool written = hasMode && file.Sync();
   if (file.Close() && written && std::rename(companion.c_str(), path_.c_str()) == 0) return true;
   DeleteFile(companion);
   return false;

@@ -1,29 +1,30 @@
-#include <gtest/gtest.h>
 #include <kxl/kxl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <sstream>
 #include <thread>
 
+#include "esd/resource_locker.h"
 #include "support/host.h"
-#include "support/test_folder.h"
 
 namespace {
 
-using kxl_test::CallsInHost;
-using kxl_test::InTestFolder;
+using namespace kxl_test;
 
-std::string Log() { return kxl_test::ReadLog(kxl_test::LibraryLog()); }
+std::string Log() { return ReadLog(LibraryLog()); }
 
-// A trace without what the handlers say and answer, which is their own tests' business.
-std::string Frame(const std::string& log) {
-  std::istringstream lines(log);
+// The lines of the trace with '|' between them, without what the handlers say and answer, which is
+// their own tests' business.
+std::string Frame() {
+  std::istringstream lines(Log());
   std::string frame;
   for (std::string line; std::getline(lines, line);) {
     if (line.starts_with("return code = ")) line.resize(14);
     const bool isHandlers = line.starts_with("Has admin") || line.starts_with("Do not have") ||
                             line.starts_with("App ID") || line.starts_with("Specified");
-    if (!isHandlers) frame += line + "\n";
+    if (!isHandlers) frame += line + "|";
   }
   return frame;
 }
@@ -38,67 +39,28 @@ TEST(Trace, TellsEveryCallWithItsArgumentsAndResult) {
                {"DownloadMissingComponents", none, none, none, none},
                {"DoPluginAction", none},
                {"SuppressUpdates", "", "0"},
-               {"GetVersion"}},
-              kxl_test::WithAccounts());
-  EXPECT_EQ(Frame(Log()),
-            ">>> Kelda Updater Log Begin >>>\n"
-            "logFile: = " +
-                kxl_test::LibraryLog() +
-                "\n"
-                "logLevel: = 2\n"
-                "Vista IE Protected Mode: = No\n"
-                "In KXLRegisterApplication(...)\n"
-                "appIdentifier = = NULL\n"
-                "appFolderPath = = NULL\n"
-                "appDisplayName = name\n"
-                "return code = \n"
-                "In KXLUnRegisterApplication(...)\n"
-                "appIdentifier = = NULL\n"
-                "return code = \n"
-                "In KXIsUpdateCheckEnabled(...)\n"
-                "return code = \n"
-                "In KXLTriggerUpdateCheck(...)\n"
-                "appIdentifier = id\x80\n"
-                "appFolderPath = /f\n"
-                "KXLTriggerType = 1\n"
-                "appDisplayName = name\n"
-                "appDisplayLang = en_US\n"
-                "bOverrideData = = true\n"
-                "return code = \n"
-                "In KXLIsUpdateAvailable(...)\n"
-                "appIdentifier = = NULL\n"
-                "appFolderPath = = NULL\n"
-                "appDisplayName = = NULL\n"
-                "bOverrideData = = false\n"
-                "return code = \n"
-                "In KXLDownloadMissingComponents(...)\n"
-                "appIdentifier = = NULL\n"
-                "appFolderPath = = NULL\n"
-                "appDisplayName = = NULL\n"
-                "appDisplayLang = = NULL\n"
-                "bOverrideData = = false\n"
-                "return code = \n"
-                "In KXLDoPluginAction(...)\n"
-                "appIdentifier = = NULL\n"
-                "return code = \n"
-                "In KXLGetVersion(...)\n"
-                "Version =  = 6.2.0.1474\n"
-                "<<< Kelda Updater Log End <<<\n\n\n");
+               {"GetVersion"}});
+  EXPECT_EQ(Frame(),
+            ">>> Kelda Updater Log Begin >>>|logFile: = " + LibraryLog() +
+                "|logLevel: = 2|Vista IE Protected Mode: = No|"
+                "In KXLRegisterApplication(...)|appIdentifier = = NULL|appFolderPath = = NULL|"
+                "appDisplayName = name|return code = |"
+                "In KXLUnRegisterApplication(...)|appIdentifier = = NULL|return code = |"
+                "In KXIsUpdateCheckEnabled(...)|return code = |"
+                "In KXLTriggerUpdateCheck(...)|appIdentifier = id\x80|appFolderPath = /f|"
+                "KXLTriggerType = 1|appDisplayName = name|appDisplayLang = en_US|"
+                "bOverrideData = = true|return code = |"
+                "In KXLIsUpdateAvailable(...)|appIdentifier = = NULL|appFolderPath = = NULL|"
+                "appDisplayName = = NULL|bOverrideData = = false|return code = |"
+                "In KXLDownloadMissingComponents(...)|appIdentifier = = NULL|"
+                "appFolderPath = = NULL|appDisplayName = = NULL|appDisplayLang = = NULL|"
+                "bOverrideData = = false|return code = |"
+                "In KXLDoPluginAction(...)|appIdentifier = = NULL|return code = |"
+                "In KXLGetVersion(...)|Version =  = 6.2.0.1474|"
+                "<<< Kelda Updater Log End <<<|||");
 }
 
-TEST(Trace, TheResultWaitsForTheNextCall) {
-  const std::string log = kxl_test::LibraryLog();
-  kxl_test::ChildProcess host("CallAndWait", {}, kxl_test::WithAccounts());
-  host.Await();
-  EXPECT_TRUE(Log().ends_with("appIdentifier = = NULL\n")) << Log();
-  host.Tell();
-  host.Await();
-  EXPECT_TRUE(Log().ends_with("return code = 3(ESD_ERR_INVALIDDATA)\nIn KXLGetVersion(...)\n"));
-  host.Tell();
-  EXPECT_EQ(host.Exit(), 0);
-}
-
-CHILD_BODY(CallAndWait) {
+int CallAndWait(const Link& parent, const Arguments& /*arguments*/) {
   KXLUnRegisterApplication(nullptr);
   parent.Tell();
   parent.Await();
@@ -108,39 +70,65 @@ CHILD_BODY(CallAndWait) {
   return 0;
 }
 
-// Of several first calls at once none may find the log closed, which would turn it off.
-CHILD_BODY(FirstCallsFromManyThreads) {
+TEST(Trace, TheResultWaitsForTheNextCall) {
+  ChildProcess host(CallAndWait, {}, WithAccounts());
+  host.Await();
+  EXPECT_TRUE(Log().ends_with("appIdentifier = = NULL\n")) << Log();
+  host.Tell();
+  host.Await();
+  EXPECT_TRUE(Log().ends_with("return code = 3(ESD_ERR_INVALIDDATA)\nIn KXLGetVersion(...)\n"));
+  host.Tell();
+  EXPECT_EQ(host.Exit(), 0);
+}
+
+int FirstCallsFromManyThreads(const Link& /*parent*/, const Arguments& /*arguments*/) {
   std::vector<std::thread> threads;
   for (int i = 0; i < 8; ++i) threads.emplace_back([] { KXLGetVersion(); });
   for (std::thread& thread : threads) thread.join();
   return 0;
 }
 
+// Of several first calls at once none may find the log closed, which would turn it off.
 TEST(Trace, ManyFirstCallsMakeOneLog) {
-  kxl_test::ChildProcess host("FirstCallsFromManyThreads", {}, kxl_test::WithAccounts());
-  EXPECT_EQ(host.Exit(), 0);
-  const std::string log = Log();
-  std::size_t calls = 0;
-  for (std::size_t at = 0; (at = log.find("In KXLGetVersion", at)) != std::string::npos; ++at) {
-    ++calls;
+  EXPECT_EQ(ChildProcess(FirstCallsFromManyThreads, {}, WithAccounts()).Exit(), 0);
+  EXPECT_EQ(Count(Log(), "In KXLGetVersion"), 8U);
+  EXPECT_EQ(Count(Log(), ">>> Kelda"), 1U) << "opened twice";
+}
+
+// Forks while another thread's first call waits for the preferences; the child makes a call of its
+// own.
+int ForkDuringTheFirstCall(const Link& /*parent*/, const Arguments& arguments) {
+  std::thread first([] { KXLGetVersion(); });
+  while (!fs::exists(arguments[0])) std::this_thread::yield();
+  const pid_t child = fork();
+  if (child == 0) {
+    alarm(20);
+    _exit(KXLGetVersion() == 0x62000000 ? 0 : 1);
   }
-  EXPECT_EQ(calls, 8U);
-  EXPECT_EQ(log.find(">>> Kelda", 1), std::string::npos) << "opened twice";
+  int status = -1;
+  waitpid(child, &status, 0);
+  first.join();
+  return status;
 }
 
-TEST(Trace, CallsGoOnWithoutALog) {
-  kxl_test::WriteFile(InTestFolder("home"), "no folder");
-  EXPECT_EQ(CallsInHost({{"GetVersion"}, {"UnRegisterApplication", ""}}, kxl_test::WithAccounts()),
-            (std::vector{6, ESD_ERR_INVALIDDATA + 0}));
+TEST(Trace, AForkDuringTheFirstCallHarmsNobody) {
+  esd::ResourceLocker holder(PrefsPath(), 0);
+  ASSERT_TRUE(holder.Lock());
+  const std::string folder = InTestFolder("home/.local/share/Kelda");
+  EXPECT_EQ(ChildProcess(ForkDuringTheFirstCall, {folder}, WithAccounts()).Exit(), 0);
 }
 
-TEST(Trace, AnExceptionIsTracedAndAnsweredAsFailure) {
-  kxl_test::WriteFile(InTestFolder("var"), "no folder");
-  EXPECT_EQ(CallsInHost({{"RegisterApplication", "a", "A", "/a"}}, kxl_test::WithAccounts()),
-            std::vector{ESD_ERR_FAILURE + 0});
-  EXPECT_NE(Log().find("\nCould not access the AllUserDataDirectory\nexception failure\n<<<"),
-            std::string::npos)
+TEST(Trace, AFailureOfTheSystemIsTracedAndAnsweredAsSuch) {
+  WriteFile(InTestFolder("var"), "no folder");
+  const Call registration = {"RegisterApplication", "a", "A", "/a"};
+  EXPECT_EQ(CallsInHost({registration}), std::vector{ESD_ERR_FAILURE + 0});
+  EXPECT_TRUE(
+      Log().ends_with("\nCould not access the AllUserDataDirectory\nexception failure\n"
+                      "<<< Kelda Updater Log End <<<\n\n\n"))
       << Log();
+  fs::remove_all(InTestFolder("home"));
+  WriteFile(InTestFolder("home"), "no folder, so no log");
+  EXPECT_EQ(CallsInHost({{"GetVersion"}, registration}), (std::vector{6, ESD_ERR_FAILURE + 0}));
 }
 
 }  // namespace

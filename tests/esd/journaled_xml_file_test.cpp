@@ -1,24 +1,14 @@
 #include "esd/journaled_xml_file.h"
 
-#include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <filesystem>
-
-#include "platform/file_system.h"
 #include "platform/thread_guards.h"
 #include "support/test_folder.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-using kxl_test::InTestFolder;
-using kxl_test::ReadFile;
-using kxl_test::WriteFile;
-
-constexpr char kDeclaration[] = "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n";
+using namespace kxl_test;
 
 std::string FileText(const std::string& text) {
   return kDeclaration + ("<root>" + text + "</root>\n");
@@ -48,20 +38,27 @@ class JournaledXMLFileTest : public testing::Test {
   TextFile file_{path_};
 };
 
-TEST_F(JournaledXMLFileTest, SavesAndLoads) {
+TEST_F(JournaledXMLFileTest, SavesLoadsAndMoves) {
   EXPECT_FALSE(file_.Save()) << "nothing to save before a load";
   const mode_t before = umask(077);
   for (const char* text : {"first", "second"}) {
     EXPECT_TRUE(file_.Write(text));
     EXPECT_EQ(ReadFile(path_), FileText(text));
-    EXPECT_FALSE(fs::exists(journal_));
     EXPECT_EQ(TextFile(path_).Read(), text);
-    EXPECT_EQ(fs::status(path_).permissions(), fs::perms(0666));
+    EXPECT_EQ(ModeOf(path_), 0666U);
   }
   umask(before);
+  const std::string other = InTestFolder("other.xml");
+  WriteFile(other, "taken");
+  EXPECT_FALSE(file_.SetPath(other));
+  EXPECT_EQ(ReadFile(other) + file_.Path(), "taken" + path_);
+  fs::remove(other);
+  WriteFile(journal_, "torn");
+  EXPECT_TRUE(file_.SetPath(other));
+  EXPECT_EQ(file_.Read(), "second");
+  EXPECT_FALSE(fs::exists(path_) || fs::exists(journal_));
   EXPECT_TRUE(file_.Remove());
-  EXPECT_FALSE(fs::exists(path_));
-  EXPECT_FALSE(file_.Save());
+  EXPECT_FALSE(fs::exists(other) || file_.Save());
   EXPECT_EQ(file_.Read(), "");
 }
 
@@ -87,12 +84,10 @@ TEST_F(JournaledXMLFileTest, AJournalThatIsNoFileIsNotFollowed) {
   fs::create_symlink(InTestFolder("precious"), journal_);
   EXPECT_TRUE(file_.Write("new"));
   EXPECT_EQ(ReadFile(InTestFolder("precious")), "kept");
-  EXPECT_EQ(ReadFile(path_), FileText("new"));
   // A folder there is no state of the file, and stands in the way of a save only.
   fs::create_directory(journal_);
   EXPECT_EQ(file_.Read(), "new");
-  EXPECT_FALSE(file_.Write("newer"));
-  EXPECT_FALSE(file_.Remove());
+  EXPECT_FALSE(file_.Write("newer") || file_.Remove());
   EXPECT_EQ(ReadFile(path_), FileText("new"));
   fs::remove(journal_);
   // And one in the file's place is not exchanged for a journal.
@@ -112,23 +107,7 @@ TEST_F(JournaledXMLFileTest, AHeldLockFailsEveryOperation) {
   EXPECT_EQ(ReadFile(path_), FileText("text"));
   EXPECT_TRUE(holder.Write("inside")) << "operations inside the holder's scope";
   EXPECT_TRUE(holder.IsLocked());
-  TextFile nameless("");
-  EXPECT_FALSE(nameless.Lock());
-}
-
-TEST_F(JournaledXMLFileTest, MovesToAnotherPath) {
-  const std::string other = InTestFolder("other.xml");
-  ASSERT_TRUE(file_.Write("text"));
-  EXPECT_TRUE(file_.SetPath(path_));
-  EXPECT_EQ(file_.Read(), "text");
-  WriteFile(other, "taken");
-  EXPECT_FALSE(file_.SetPath(other));
-  EXPECT_EQ(ReadFile(other) + file_.Path(), "taken" + path_);
-  fs::remove(other);
-  WriteFile(journal_, "torn");
-  EXPECT_TRUE(file_.SetPath(other));
-  EXPECT_EQ(file_.Read(), "text");
-  EXPECT_FALSE(fs::exists(path_) || fs::exists(journal_));
+  EXPECT_FALSE(TextFile("").Lock());
 }
 
 TEST_F(JournaledXMLFileTest, RecoversDamageAndNothingElse) {
@@ -137,30 +116,24 @@ TEST_F(JournaledXMLFileTest, RecoversDamageAndNothingElse) {
   WriteFile(path_, FileText("sound"));
   EXPECT_TRUE(file_.Recover());
   EXPECT_EQ(ReadFile(path_) + ReadFile(aside), FileText("sound") + "older");
-
   WriteFile(path_, "<damaged");
   EXPECT_TRUE(file_.Recover());
   EXPECT_EQ(ReadFile(aside), "<damaged");
   EXPECT_FALSE(fs::exists(path_));
+  ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
+  EXPECT_TRUE(file_.Recover());
+  EXPECT_FALSE(fs::exists(path_));
   EXPECT_TRUE(file_.Write("new"));
-
   fs::remove(path_);
   fs::create_directory(path_);
   EXPECT_FALSE(file_.Recover());
   EXPECT_TRUE(fs::is_directory(path_));
-  fs::remove(path_);
-
-  ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
-  EXPECT_TRUE(file_.Recover());
-  EXPECT_FALSE(fs::exists(path_));
 }
 
-CHILD_BODY(WriteWithAFileSizeLimit) {
-  const auto bytes = static_cast<rlim_t>(std::stoul(arguments[1]));
-  const rlimit limit = {bytes, bytes};
-  setrlimit(RLIMIT_FSIZE, &limit);
+int WriteWithAFileSizeLimit(const Link& /*parent*/, const Arguments& arguments) {
+  LimitFileSize(arguments[1]);
   const kxl::FileSizeSignalBlock noSignal;
-  return TextFile(arguments[0]).Write(std::string(20000, 'n')) ? 0 : 1;
+  return TextFile(arguments[0]).Write(std::string(20000, 'n'));
 }
 
 // The write fails early, late (with the flush) or not at all. The lock itself needs 32 bytes.
@@ -170,12 +143,10 @@ TEST_F(JournaledXMLFileTest, AFullDiskLeavesTheOldState) {
        {std::size_t{32}, std::size_t{10000}, after.size() - 1, after.size()}) {
     for (const bool existed : {true, false}) {
       fs::remove(path_);
-      if (existed) {
-        ASSERT_TRUE(file_.Write("old"));
-      }
-      kxl_test::ChildProcess child("WriteWithAFileSizeLimit", {path_, std::to_string(bytes)});
+      if (existed) WriteFile(path_, FileText("old"));
+      ChildProcess child(WriteWithAFileSizeLimit, {path_, std::to_string(bytes)});
       const bool fits = bytes == after.size();
-      EXPECT_EQ(child.Exit(), fits ? 0 : 1) << bytes;
+      EXPECT_EQ(child.Exit(), fits) << bytes;
       EXPECT_EQ(fs::exists(path_), fits || existed);
       EXPECT_EQ(ReadFile(path_), fits ? after : existed ? FileText("old") : "") << bytes;
       EXPECT_FALSE(fs::exists(journal_)) << bytes;
@@ -183,20 +154,19 @@ TEST_F(JournaledXMLFileTest, AFullDiskLeavesTheOldState) {
   }
 }
 
-CHILD_BODY(UseAFileWithoutRights) {
+int UseAFileWithoutRights(const Link& /*parent*/, const Arguments& arguments) {
   if (setuid(65534) != 0) return 2;
   TextFile file(arguments[0]);
-  return file.Load() || file.Write("x") || file.Recover() ? 1 : 0;
+  return file.Load() || file.Write("x") || file.Recover();
 }
 
 TEST_F(JournaledXMLFileTest, AnUnreadableFileIsNoDamagedOne) {
   if (geteuid() != 0) GTEST_SKIP() << "needs root to become somebody else";
-  ASSERT_TRUE(file_.Write("text"));
-  chmod(kxl_test::TestFolder().c_str(), 0777);
+  WriteFile(path_, FileText("text"));
+  chmod(TestFolder().c_str(), 0777);
   chmod(path_.c_str(), 0600);
-  kxl_test::ChildProcess child("UseAFileWithoutRights", {path_});
-  EXPECT_EQ(child.Exit(), 0);
-  chmod(kxl_test::TestFolder().c_str(), 0700);
+  EXPECT_EQ(ChildProcess(UseAFileWithoutRights, {path_}).Exit(), 0);
+  chmod(TestFolder().c_str(), 0700);
   EXPECT_EQ(ReadFile(path_), FileText("text"));
 }
 

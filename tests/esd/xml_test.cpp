@@ -1,8 +1,4 @@
-#include <gtest/gtest.h>
-
-#include <filesystem>
 #include <sstream>
-#include <stdexcept>
 
 #include "esd/xml_bound_object.h"
 #include "esd/xml_document.h"
@@ -13,9 +9,8 @@
 
 namespace {
 
+using namespace kxl_test;
 using esd::ReadStatus;
-using kxl_test::InTestFolder;
-using kxl_test::WriteFile;
 
 std::string Print(const esd::XMLDocumentNode& node) {
   std::ostringstream stream;
@@ -32,8 +27,6 @@ std::string ReadAndPrint(const std::string& text) {
   return builder.LastRead() == ReadStatus::kDamaged ? "damaged" : "unreadable";
 }
 
-constexpr char kDeclaration[] = "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n";
-
 TEST(Xml, ReadsAndWrites) {
   const std::pair<std::string, std::string> cases[] = {
       {"<a>x<b/>y</a>", "<a>x<b></b>\n</a>\n"},
@@ -47,21 +40,23 @@ TEST(Xml, ReadsAndWrites) {
     EXPECT_EQ(ReadAndPrint(text), kDeclaration + printed);
     EXPECT_EQ(ReadAndPrint(kDeclaration + printed), kDeclaration + printed) << "read back";
   }
+  const esd::XMLNodePointer node = esd::XMLDocumentNode::NewElement("a");
+  node->SetAttribute("key", "<&\"");
+  EXPECT_EQ(Print(*node), "<a key=\"<&\"\"></a>") << "attributes are written as they are";
 }
 
 std::string Nested(int depth) {
   std::string text;
-  for (int i = 0; i < depth; ++i) text += "<a>";
-  for (int i = 0; i < depth; ++i) text += "</a>";
+  for (int i = 0; i < 2 * depth; ++i) text += i < depth ? "<a>" : "</a>";
   return text;
 }
 
 TEST(Xml, RefusesWhatIsNotWellFormedOrOutOfBounds) {
   std::string bomb = "<!DOCTYPE a [<!ENTITY e0 \"" + std::string(1000, 'x') + "\">";
-  for (int i = 1; i < 8; ++i) {
-    std::string tenTimes;
-    for (int n = 0; n < 10; ++n) tenTimes += "&e" + std::to_string(i - 1) + ";";
-    bomb += "<!ENTITY e" + std::to_string(i) + " \"" + tenTimes + "\">";
+  for (char i = '1'; i < '8'; ++i) {
+    bomb += std::string("<!ENTITY e") + i + " \"";
+    for (int n = 0; n < 10; ++n) bomb += std::string("&e") + static_cast<char>(i - 1) + ";";
+    bomb += "\">";
   }
   for (const std::string& text :
        {std::string(), std::string("<a>"), std::string("<a></b>"), std::string("<a/><b/>"),
@@ -74,75 +69,46 @@ TEST(Xml, RefusesWhatIsNotWellFormedOrOutOfBounds) {
   std::string attributes;
   for (int i = 100000; i > 0; --i) attributes += " a" + std::to_string(1000000 + i) + "=''";
   EXPECT_TRUE(ReadAndPrint("<a" + attributes + "/>").starts_with(kDeclaration));
-  std::filesystem::resize_file(InTestFolder("file"), kxl::kMaximumFileSize + 1);
-  esd::ExpatDOMBuilder builder;
-  builder.Init();
-  EXPECT_FALSE(builder.ParseFile(InTestFolder("file"), true));
-  EXPECT_EQ(builder.LastRead(), ReadStatus::kDamaged);
 }
 
-TEST(Xml, TellsMissingEmptyAndUnreadableFilesApart) {
+TEST(Xml, TellsMissingEmptyLargeAndUnreadableFilesApart) {
   WriteFile(InTestFolder("empty"), "");
-  const std::pair<std::string, ReadStatus> cases[] = {
-      {InTestFolder("missing"), ReadStatus::kMissing},
-      {InTestFolder("empty"), ReadStatus::kDamaged},
-      {kxl_test::TestFolder(), ReadStatus::kFolder},
-      {"/dev/zero", ReadStatus::kDamaged}};
-  for (const auto& [path, status] : cases) {
+  WriteFile(InTestFolder("large"), "<a/>");
+  fs::resize_file(InTestFolder("large"), kxl::kMaximumFileSize + 1);
+  // When "large" is opened, the default no longer counts.
+  const std::tuple<std::string, ReadStatus, bool> cases[] = {
+      {InTestFolder("missing"), ReadStatus::kMissing, true},
+      {InTestFolder("empty"), ReadStatus::kDamaged, true},
+      {InTestFolder("large"), ReadStatus::kDamaged, false},
+      {TestFolder(), ReadStatus::kFolder, true},
+      {"/dev/zero", ReadStatus::kDamaged, true}};
+  for (const auto& [path, status, takesDefault] : cases) {
     for (const bool defaultResult : {true, false}) {
       esd::ExpatDOMBuilder builder;
       builder.Init();
-      EXPECT_EQ(builder.ParseFile(path, defaultResult), defaultResult) << path;
+      EXPECT_EQ(builder.ParseFile(path, defaultResult), defaultResult && takesDefault) << path;
       EXPECT_EQ(builder.LastRead(), status) << path;
     }
   }
 }
 
-TEST(Xml, AttributesAreWrittenAsTheyAre) {
-  const esd::XMLNodePointer node = esd::XMLDocumentNode::NewElement("a");
-  node->SetAttribute("key", "<&\"");
-  EXPECT_EQ(Print(*node), "<a key=\"<&\"\"></a>");
-}
-
 TEST(Xml, FindsChildrenByExactName) {
   const esd::XMLNodePointer root = esd::XMLDocumentNode::NewElement("root");
   for (const char* name : {"one", "two", "two", "wh ite"}) {
-    esd::FindOrCreateChild(root, "unused");
     root->AddChild(esd::XMLDocumentNode::NewElement(name));
   }
   root->AddChild({});
-  EXPECT_EQ(root->GetChildren().size(), 5U);
-  EXPECT_NE(esd::FindUniqueChild(root.get(), "one"), nullptr);
+  EXPECT_EQ(esd::FindOrCreateChild(root, "two"), root->GetChildren()[1]);
+  EXPECT_EQ(esd::FindUniqueChild(root.get(), "one"), root->GetChildren()[0].get());
   for (const char* name : {"two", "three", "wh ite", "ONE", ""}) {
     EXPECT_EQ(esd::FindUniqueChild(root.get(), name), nullptr) << name;
   }
-  EXPECT_EQ(esd::FindUniqueChild(nullptr, "one"), nullptr);
-  EXPECT_FALSE(esd::FindOrCreateChild({}, "one"));
-  EXPECT_EQ(esd::FindChild(root, "two"), root->GetChildren()[2]);
-
   const esd::SearchResult two = esd::SearchResult(root).FindChildren(esd::NameIs("two"));
   EXPECT_EQ(std::distance(two.begin(), two.end()), 2);
-  EXPECT_EQ(two.First(), root->GetChildren()[2]);
-  EXPECT_TRUE(two.FindChildren(esd::NameIs("two")).IsEmpty());
+  EXPECT_EQ(two.First(), root->GetChildren()[1]);
   EXPECT_TRUE(root->RemoveChild(two.First()));
   EXPECT_FALSE(root->RemoveChild(two.First()));
-}
-
-TEST(Xml, CopiesStandOnTheirOwn) {
-  const esd::XMLNodePointer node = esd::XMLDocumentNode::NewElement("a");
-  node->SetAttribute("k", "v");
-  esd::FindOrCreateChild(node, "b")->SetText("text");
-  const std::string before = Print(*node);
-  const esd::XMLNodePointer parent = esd::XMLDocumentNode::NewElement("parent");
-  const esd::XMLNodePointer copy = esd::DeepCopyNode(node, parent);
-  EXPECT_EQ(parent->GetChildren()[0], copy);
-  copy->GetChildren()[0]->SetText("changed");
-  EXPECT_EQ(Print(*node), before);
-  EXPECT_EQ(Print(*esd::CloneNode(node)), before);
-  EXPECT_TRUE(esd::CopyNode(node)->GetChildren().empty());
-  EXPECT_FALSE(esd::CopyNode({}));
-  EXPECT_FALSE(esd::CloneNode({}));
-  EXPECT_THROW(esd::DeepCopyNode({}, parent), std::runtime_error);
+  EXPECT_EQ(root->GetChildren().size(), 3U);
 }
 
 class Record : public kxl::XMLBoundObject<Record> {
@@ -152,22 +118,18 @@ class Record : public kxl::XMLBoundObject<Record> {
   using XMLBoundObject::GetChildText;
   using XMLBoundObject::SetAttribute;
   using XMLBoundObject::SetChildText;
-  using XMLBoundObject::XMLBoundObject;
 };
 
 TEST(XmlBoundObject, ReadsAndWritesItsElement) {
   Record record;
-  Record sameElement(record.Node());
   std::string text = "old";
   std::int32_t number = 7;
   EXPECT_FALSE(record.GetAttribute("a", text) || record.GetChildText("c", text));
   EXPECT_TRUE(record.SetAttribute("a", "1x") && record.SetChildText("c", "child"));
-  EXPECT_FALSE(sameElement.GetAttribute("a", number));
+  EXPECT_FALSE(record.GetAttribute("a", number));
   EXPECT_EQ(text + std::to_string(number), "old7");
-  EXPECT_TRUE(sameElement.GetAttribute("a", text) && text == "1x");
-  EXPECT_TRUE(sameElement.SetAttribute("a", -12) && record.GetAttribute("a", number));
+  EXPECT_TRUE(record.SetAttribute("a", -12) && record.GetAttribute("a", number));
   EXPECT_EQ(number, -12);
-
   record.Node()->AddChild(esd::XMLDocumentNode::NewElement("c"));
   EXPECT_FALSE(record.GetChildText("c", text)) << "two of a name";
   EXPECT_TRUE(record.SetChildText("c", "first"));

@@ -1,10 +1,9 @@
 #include "platform/folders.h"
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <filesystem>
+#include <atomic>
 #include <thread>
 
 #include "platform/file_system.h"
@@ -12,62 +11,45 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-using kxl_test::InTestFolder;
+using namespace kxl_test;
 
-mode_t ModeOf(const std::string& path) {
-  mode_t mode = 0;
-  EXPECT_TRUE(kxl::GetMode(path, mode)) << path;
-  return mode;
-}
-
-// Writes what the lookup of each row answers in this process's environment.
-CHILD_BODY(FindEveryFolder) {
+// Writes what the lookups answer in this process's environment.
+int FindFolders(const Link& parent, const Arguments& arguments) {
   const auto ifMissing = arguments[0] == "create" ? kxl::IfMissing::kCreate : kxl::IfMissing::kFail;
   std::string text;
-  for (unsigned kind = 0; kind <= 15; ++kind) {
+  for (const auto kind :
+       {kxl::kUserTemporaryItems, kxl::kLocalTemporaryItems, kxl::kUserApplicationSupport,
+        kxl::kLocalApplicationSupport, kxl::kLocalUtilities, kxl::FolderKind{15}}) {
     std::string path = "-";
-    const bool found = kxl::FindFolder(static_cast<kxl::FolderKind>(kind), path, ifMissing);
+    const bool found = kxl::FindFolder(kind, path, ifMissing);
     text += found == (path != "-") ? path + "\n" : "inconsistent\n";
   }
   parent.Write(text);
   return 0;
 }
 
-std::string FoldersFound(const char* ifMissing, const kxl_test::Environment& environment) {
-  kxl_test::ChildProcess child("FindEveryFolder", {ifMissing}, environment);
-  return child.ReadAll();
+std::string FoldersFound(const char* ifMissing, const Environment& environment) {
+  return ChildProcess(FindFolders, {ifMissing}, environment).ReadAll();
 }
 
-TEST(Folders, FollowTheTable) {
-  kxl_test::WriteFile(InTestFolder("cfg/user-dirs.dirs"), "XDG_DESKTOP_DIR=\"$HOME/Bureau\"\n");
-  const kxl_test::Environment environment = {{"XDG_CONFIG_HOME", InTestFolder("cfg")},
-                                             {"XDG_DATA_HOME", "relative"},
-                                             {"XDG_CACHE_HOME", InTestFolder("cache")}};
-  const std::string& root = kxl_test::TestFolder();
-  std::string expected;
-  for (const char* path : {"/run", "/run", "/tmp/kxl-", "/home/Bureau", "/home/Documents", "/cache",
-                           "/cfg", "/home/.local/share", "/var/lib", "/var/lib",
-                           "/usr/local/share/fonts", "/usr/lib", "/usr/lib", "/opt"}) {
-    expected += root + path;
-    if (expected.ends_with("kxl-")) expected += std::to_string(geteuid());
-    expected += '\n';
-  }
-  expected += "/\n-\n";
+TEST(Folders, FollowTheEnvironment) {
+  const Environment environment = {{"XDG_DATA_HOME", "relative"}};
+  const std::string& root = TestFolder();
+  const std::string expected = root + "/run\n" + root + "/tmp/kxl-" + std::to_string(geteuid()) +
+                               "\n" + root + "/home/.local/share\n" + root + "/var/lib\n" + root +
+                               "/opt\n-\n";
+  EXPECT_EQ(FoldersFound("keep", environment), "-\n-\n-\n-\n-\n-\n");
   EXPECT_EQ(FoldersFound("create", environment), expected);
   EXPECT_EQ(FoldersFound("keep", environment), expected);
-  EXPECT_EQ(ModeOf(InTestFolder("home/.local/share")), 0700U);
-  EXPECT_EQ(ModeOf(InTestFolder("var/lib")), ModeOf(root));
-
-  for (const auto& entry : fs::directory_iterator(root)) fs::remove_all(entry);
-  EXPECT_EQ(FoldersFound("keep", environment), "-\n-\n-\n-\n-\n-\n-\n-\n-\n-\n-\n-\n-\n-\n/\n-\n");
+  EXPECT_EQ(ModeOf(root + "/home/.local/share"), 0700U);
+  EXPECT_EQ(ModeOf(root + "/var/lib"), ModeOf(root));
 }
 
 TEST(Folders, WithoutHomeTheAccountDatabaseTells) {
-  kxl_test::Environment environment = kxl_test::WithAccounts();
+  Environment environment = WithAccounts();
   environment["HOME"] = "";
   const std::string found = FoldersFound("create", environment);
-  EXPECT_NE(found.find("\n" + InTestFolder("home/.local/share\n")), std::string::npos) << found;
+  EXPECT_EQ(Count(found, "\n" + InTestFolder("home/.local/share\n")), 1U) << found;
 }
 
 // Anybody may have made /tmp/kxl-<uid> before; only a private folder of one's own is used.
@@ -77,40 +59,32 @@ TEST(Folders, RefuseATemporaryFolderThatOthersMayWrite) {
   fs::create_directories(path);
   chmod(path.c_str(), 0770);
   EXPECT_FALSE(kxl::FindFolder(kxl::kLocalTemporaryItems, found, kxl::IfMissing::kCreate));
-  fs::remove(path);
-  fs::create_directory(InTestFolder("elsewhere"));
-  chmod(InTestFolder("elsewhere").c_str(), 0700);
+  chmod(path.c_str(), 0700);
+  fs::rename(path, InTestFolder("elsewhere"));
   fs::create_directory_symlink(InTestFolder("elsewhere"), path);
   EXPECT_FALSE(kxl::FindFolder(kxl::kLocalTemporaryItems, found, kxl::IfMissing::kCreate));
 }
 
 TEST(Folders, NewLevelsTakeTheirParentsModeOrTheSharedOne) {
-  const struct {
-    mode_t base;
-    kxl::LevelMode levelMode;
-    mode_t expected;
-  } cases[] = {{0750, kxl::LevelMode::kAsParent, 0750},
-               {0700, kxl::LevelMode::kShared, 0775},
-               {0777, kxl::LevelMode::kShared, 0775}};
-  for (const auto& [base, levelMode, expected] : cases) {
+  using kxl::LevelMode;
+  const std::tuple<mode_t, mode_t, LevelMode, mode_t> cases[] = {
+      // of the base; of "Kelda" if it exists
+      {0750, 0, LevelMode::kAsParent, 0750},
+      {0700, 0, LevelMode::kShared, 0775},
+      {0777, 0, LevelMode::kShared, 0775},
+      {0750, 0710, LevelMode::kAsParent, 0710}};
+  for (const auto& [base, existing, levelMode, expected] : cases) {
     std::string path = InTestFolder("base");
-    fs::create_directory(path);
+    const std::string first = path + "/Kelda";
+    fs::create_directories(existing != 0 ? first : path);
+    if (existing != 0) chmod(first.c_str(), existing);
     chmod(path.c_str(), base);
     ASSERT_TRUE(kxl::EnsureKeldaSubfolders(path, levelMode));
-    EXPECT_EQ(path, InTestFolder("base/Kelda/Updater6"));
+    EXPECT_EQ(path, first + "/Updater6");
     EXPECT_EQ(ModeOf(path), expected);
-    EXPECT_EQ(ModeOf(InTestFolder("base/Kelda")), expected);
+    EXPECT_EQ(ModeOf(first), expected);
     fs::remove_all(InTestFolder("base"));
   }
-}
-
-TEST(Folders, ExistingLevelsKeepTheirMode) {
-  std::string path = InTestFolder("base");
-  fs::create_directories(path + "/Kelda");
-  chmod((path + "/Kelda").c_str(), 0710);
-  ASSERT_TRUE(kxl::EnsureKeldaSubfolders(path, kxl::LevelMode::kAsParent));
-  EXPECT_EQ(ModeOf(InTestFolder("base/Kelda")), 0710U);
-  EXPECT_EQ(ModeOf(path), 0710U);
 }
 
 TEST(Folders, ManyThreadsMakeOneFolderWithoutFailing) {
@@ -119,11 +93,9 @@ TEST(Folders, ManyThreadsMakeOneFolderWithoutFailing) {
   for (int i = 0; i < 8; ++i) {
     threads.emplace_back([&] {
       for (int n = 0; n < 50; ++n) {
-        std::string path = kxl_test::TestFolder() + "/race" + std::to_string(n);
-        if (!kxl::CreateFolderTree(path + "/a/b") ||
-            !kxl::EnsureKeldaSubfolders(path, kxl::LevelMode::kShared)) {
-          ++failures;
-        }
+        std::string path = InTestFolder("race" + std::to_string(n));
+        failures += !kxl::CreateFolderTree(path + "/a/b") ||
+                    !kxl::EnsureKeldaSubfolders(path, kxl::LevelMode::kShared);
       }
     });
   }
@@ -136,29 +108,26 @@ TEST(Folders, LieWhereTheUpdaterLooks) {
   ASSERT_TRUE(kxl::GetDataSubfolder(path));
   EXPECT_EQ(path, InTestFolder("home/.local/share/Kelda/Updater6/Data"));
   EXPECT_TRUE(fs::is_directory(path));
-  ASSERT_TRUE(kxl::LockFilePath("com.example", path));
-  EXPECT_EQ(path, InTestFolder("run/Kelda/Updater6/Updater6/locked/lock.com.example"));
   for (const char* name : {".", "..", "a/b"}) EXPECT_FALSE(kxl::LockFilePath(name, path)) << name;
   EXPECT_FALSE(kxl::GetUpdaterBundlePath(path));
   fs::create_directory(InTestFolder("opt"));
   ASSERT_TRUE(kxl::GetUpdaterBundlePath(path));
-  EXPECT_EQ(kxl::ExecutableInBundle(path), kxl_test::UpdaterExecutable());
+  EXPECT_EQ(kxl::ExecutableInBundle(path), UpdaterExecutable());
 }
 
-CHILD_BODY(FindWithoutAWorkingFolder) {
+int FindWithoutAWorkingFolder(const Link& /*parent*/, const Arguments& arguments) {
   fs::create_directory(arguments[0]);
   fs::current_path(arguments[0]);
   fs::remove(arguments[0]);
   std::string found;
-  const bool any = kxl::FindFolder(kxl::kLocalApplicationSupport, found, kxl::IfMissing::kFail) ||
-                   kxl::FindFolder(kxl::kLocalTemporaryItems, found, kxl::IfMissing::kCreate);
-  return any || !kxl::MachinePath("etc").empty() ? 1 : 0;
+  return kxl::FindFolder(kxl::kLocalApplicationSupport, found, kxl::IfMissing::kFail) ||
+         kxl::FindFolder(kxl::kLocalTemporaryItems, found, kxl::IfMissing::kCreate) ||
+         !kxl::MachinePath("etc").empty();
 }
 
 // A prefix that leads nowhere must not lead to the real machine.
 TEST(Folders, ARootThatCannotBeFoundIsNoRoot) {
-  kxl_test::ChildProcess child("FindWithoutAWorkingFolder", {InTestFolder("gone")},
-                               {{"KXL_ROOT", "relative"}});
+  ChildProcess child(FindWithoutAWorkingFolder, {InTestFolder("gone")}, {{"KXL_ROOT", "relative"}});
   EXPECT_EQ(child.Exit(), 0);
 }
 

@@ -1,20 +1,17 @@
 #include "stores/lock_files.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-
 #include "esd/resource_locker.h"
 #include "support/test_folder.h"
 
 namespace {
 
+using namespace kxl_test;
+
 TEST(LockFiles, AreBusyWhileTheirLockIsHeld) {
-  const std::string path =
-      kxl_test::InTestFolder("run/Kelda/Updater6/Updater6/locked/lock.com.example");
+  const std::string path = InTestFolder("run/Kelda/Updater6/Updater6/locked/lock.com.example");
   EXPECT_TRUE(kxl::IsLockFileBusy("com.example")) << "a missing one";
   EXPECT_TRUE(kxl::CreateLockFile("com.example"));
-  EXPECT_EQ(kxl_test::ReadFile(path), "lock");
+  EXPECT_EQ(ReadFile(path), "lock");
   EXPECT_FALSE(kxl::IsLockFileBusy("com.example")) << "a stale one";
   {
     esd::ResourceLocker updater("KeldaUpdater6com.example", 0);
@@ -23,7 +20,7 @@ TEST(LockFiles, AreBusyWhileTheirLockIsHeld) {
   }
   EXPECT_FALSE(kxl::IsLockFileBusy("com.example"));
   EXPECT_TRUE(kxl::RemoveLockFile("com.example"));
-  EXPECT_FALSE(std::filesystem::exists(path));
+  EXPECT_FALSE(fs::exists(path));
   EXPECT_TRUE(kxl::RemoveLockFile("com.example"));
 }
 

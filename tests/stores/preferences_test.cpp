@@ -1,60 +1,43 @@
-#include <gtest/gtest.h>
+#include <unistd.h>
 
-#include <filesystem>
 #include <stdexcept>
 
 #include "stores/updater_prefs.h"
 #include "support/test_folder.h"
-#include "util/trace_log.h"
 
 namespace {
 
-namespace fs = std::filesystem;
+using namespace kxl_test;
 using kxl::KeldaUpdaterPrefs;
-using kxl_test::InTestFolder;
-using kxl_test::PrefsPath;
-using kxl_test::ReadFile;
-using kxl_test::WriteFile;
-
-constexpr char kDeclaration[] = "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n";
-
-void WriteSettings(const std::string& settings) {
-  WriteFile(PrefsPath(), "<KeldaUpdater>" + settings + "</KeldaUpdater>");
-}
 
 TEST(Preferences, HaveDefaults) {
   const KeldaUpdaterPrefs prefs;
   const std::string data = InTestFolder("home/.local/share/Kelda/Updater6");
   EXPECT_TRUE(prefs.AutoCheck.GetOr(false) && prefs.IsFirstRun.GetOr(false));
-  EXPECT_FALSE(prefs.InBackground.GetOr(true) || prefs.ShowNewProducts.GetOr(true));
-  EXPECT_EQ(prefs.AutoCheckFreq.GetOr(-1), 1);
-  EXPECT_EQ(prefs.ConnectionType.GetOr(-1), 0);
-  EXPECT_EQ(prefs.logLevel.GetOr(-1), 2);
-  EXPECT_EQ(prefs.DownloadDir.GetOr("?"), data + "/Install");
-  EXPECT_EQ(prefs.logFile.GetOr("?"), data + "/kxl.log");
+  EXPECT_EQ(prefs.AutoCheckFreq.GetOr(-1) + prefs.logLevel.GetOr(-1), 1 + 2);
   EXPECT_EQ(prefs.logFileLib.GetOr("?"), data + "/kxlLib.log");
   EXPECT_TRUE(fs::is_directory(data + "/Install"));
   EXPECT_FALSE(fs::exists(PrefsPath())) << "reading writes nothing";
 }
 
+// What a text reads as: a boolean and an integer, -1 for one that is not read.
+std::pair<int, int> ReadAs(const std::string& text) {
+  WriteSettings("<AutoCheck>" + text + "</AutoCheck><AutoCheckFreq>" + text + "</AutoCheckFreq>");
+  const KeldaUpdaterPrefs prefs;
+  bool boolean = false;
+  std::int32_t integer = -1;
+  const bool isBool = prefs.AutoCheck.Get(boolean);
+  return {isBool ? boolean : -1, prefs.AutoCheckFreq.Get(integer) ? integer : -1};
+}
+
 TEST(Preferences, ParseWholeValuesOnly) {
-  const struct {
-    const char* text;
-    int asBool;  // -1: not read
-    int asInt;
-  } cases[] = {{"1", 1, 1},     {"0", 0, 0},      {" \n1 ", 1, 1},
-               {"+1", 1, 1},    {"true", -1, -1}, {"2", -1, 2},
-               {"1x", -1, -1},  {"1 1", -1, -1},  {"99999999999", -1, -1},
-               {"0x1", -1, -1}, {"", 1, 1}};
-  for (const auto& [text, asBool, asInt] : cases) {
-    WriteSettings("<AutoCheck>" + std::string(text) + "</AutoCheck><AutoCheckFreq>" + text +
-                  "</AutoCheckFreq>");
-    const KeldaUpdaterPrefs prefs;
-    bool boolean = false;
-    std::int32_t integer = -1;
-    EXPECT_EQ(prefs.AutoCheck.Get(boolean) ? boolean : -1, asBool) << text;
-    EXPECT_EQ(prefs.AutoCheckFreq.Get(integer) ? integer : -1, asInt) << text;
+  for (const char* text : {"1", " \n1 ", "+1", ""})
+    EXPECT_EQ(ReadAs(text), std::pair(1, 1)) << text;
+  for (const char* text : {"true", "1x", "1 1", "99999999999", "0x1"}) {
+    EXPECT_EQ(ReadAs(text), std::pair(-1, -1)) << text;
   }
+  EXPECT_EQ(ReadAs("0"), std::pair(0, 0));
+  EXPECT_EQ(ReadAs("2"), std::pair(-1, 2));
 }
 
 TEST(Preferences, AreWrittenInPlaceBesideWhatStandsThere) {
@@ -66,29 +49,20 @@ TEST(Preferences, AreWrittenInPlaceBesideWhatStandsThere) {
   EXPECT_FALSE(prefs.NotificationMessage.Write({{"\"", "breaks the file"}}));
   EXPECT_EQ(ReadFile(PrefsPath()),
             std::string(kDeclaration) +
-                "<KeldaUpdater>\n<Foreign>f</Foreign>\n<AutoCheck>0</AutoCheck>\n"
-                "<AutoCheckType>-7</AutoCheckType>\n<ApplicationsEnabled>\n"
-                "<MapPrefEntry MapPrefKey=\"b\">1</MapPrefEntry>\n"
-                "<MapPrefEntry MapPrefKey=\"c\">0</MapPrefEntry>\n</ApplicationsEnabled>\n"
-                "</KeldaUpdater>\n");
-  const KeldaUpdaterPrefs second;
-  std::map<std::string, bool> enabled;
-  EXPECT_TRUE(second.ApplicationsEnabled.Read(enabled));
-  EXPECT_EQ(enabled, (std::map<std::string, bool>{{"b", true}, {"c", false}}));
+                "<KeldaUpdater>\n<Foreign>f</Foreign>\n<AutoCheck>0</AutoCheck>\n<AutoCheckType>-7"
+                "</AutoCheckType>\n<ApplicationsEnabled>\n<MapPrefEntry MapPrefKey=\"b\">1"
+                "</MapPrefEntry>\n<MapPrefEntry MapPrefKey=\"c\">0</MapPrefEntry>\n"
+                "</ApplicationsEnabled>\n</KeldaUpdater>\n");
 }
 
 TEST(Preferences, AMapReadsAsAWhole) {
-  const auto read = [](const std::string& entries, std::map<std::string, bool>& enabled) {
-    WriteSettings("<ApplicationsEnabled>" + entries + "</ApplicationsEnabled>");
-    return KeldaUpdaterPrefs().ApplicationsEnabled.Read(enabled);
-  };
+  const std::string entry = "<ApplicationsEnabled><MapPrefEntry MapPrefKey='a'>1</MapPrefEntry>";
   std::map<std::string, bool> enabled;
-  EXPECT_TRUE(
-      read("<MapPrefEntry MapPrefKey='a'>1</MapPrefEntry>"
-           "<MapPrefEntry MapPrefKey='a'>0</MapPrefEntry>",
-           enabled));
+  WriteSettings(entry + "<MapPrefEntry MapPrefKey='a'>0</MapPrefEntry></ApplicationsEnabled>");
+  EXPECT_TRUE(KeldaUpdaterPrefs().ApplicationsEnabled.Read(enabled));
   EXPECT_EQ(enabled, (std::map<std::string, bool>{{"a", false}}));
-  EXPECT_FALSE(read("<MapPrefEntry MapPrefKey='a'>1</MapPrefEntry><MapPrefEntry/>", enabled));
+  WriteSettings(entry + "<MapPrefEntry/></ApplicationsEnabled>");
+  EXPECT_FALSE(KeldaUpdaterPrefs().ApplicationsEnabled.Read(enabled));
   EXPECT_TRUE(enabled.empty());
 }
 
@@ -115,9 +89,8 @@ TEST(Preferences, OnlyTheLocksHolderRemovesADamagedFile) {
   EXPECT_TRUE(prefs.ReloadIfChanged() && prefs.Release());
   EXPECT_FALSE(fs::exists(PrefsPath()));
   fs::create_directory(PrefsPath());
-  EXPECT_TRUE(prefs.ReloadIfChanged() && prefs.Release());
+  EXPECT_FALSE(prefs.ReloadIfChanged() || prefs.Launch.Set("x"));
   EXPECT_TRUE(fs::is_directory(PrefsPath()));
-  EXPECT_FALSE(prefs.Launch.Set("x"));
 }
 
 TEST(Preferences, AHeldLockFailsEveryOperation) {
@@ -132,6 +105,27 @@ TEST(Preferences, AHeldLockFailsEveryOperation) {
   EXPECT_EQ(launch, "?");
   EXPECT_EQ(ReadFile(PrefsPath()), "<KeldaUpdater><Launch>Manual</Launch></KeldaUpdater>");
   EXPECT_THROW(esd::PrefsWriter("r").Load(""), std::runtime_error);
+}
+
+int SetWithoutTheRightToRead(const Link& /*parent*/, const Arguments& /*arguments*/) {
+  if (geteuid() == 0 && setuid(65534) != 0) return 2;
+  KeldaUpdaterPrefs prefs;
+  return prefs.ReloadIfChanged() || prefs.Launch.Set("x") ? 1 : 0;
+}
+
+// It may hold anything, and must not be written over from nothing.
+TEST(Preferences, AnUnreadableFileIsNotWritten) {
+  WriteSettings("<Launch>Manual</Launch>");
+  const std::string text = ReadFile(PrefsPath());
+  KeldaUpdaterPrefs();  // makes the folders
+  fs::permissions(TestFolder(), fs::perms(0777));
+  for (const auto& entry : fs::recursive_directory_iterator(TestFolder())) {
+    if (entry.is_directory()) fs::permissions(entry, fs::perms(0777));
+  }
+  fs::permissions(PrefsPath(), geteuid() == 0 ? fs::perms(0602) : fs::perms(0200));
+  EXPECT_EQ(ChildProcess(SetWithoutTheRightToRead, {}).Exit(), 0);
+  fs::permissions(PrefsPath(), fs::perms(0600));
+  EXPECT_EQ(ReadFile(PrefsPath()), text);
 }
 
 }  // namespace

@@ -1,11 +1,13 @@
 #include "support/child_process.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 
 namespace kxl_test {
@@ -16,14 +18,12 @@ constexpr std::string_view kChildOption = "--child=";
 constexpr int kReadEnd = 100;  // in the child, out of the way of what the tests open
 constexpr int kWriteEnd = 101;
 
-std::map<std::string, ChildBody, std::less<>>& Bodies() {
-  static std::map<std::string, ChildBody, std::less<>> bodies;
-  return bodies;
-}
+// Each process has the binary at another address; the distances inside it are the same.
+std::uintptr_t Origin() { return reinterpret_cast<std::uintptr_t>(&RunsChildBody); }
 
-[[noreturn]] void Exec(const char* body, const Arguments& arguments,
-                       const Environment& environment) {
-  const std::string option = std::string(kChildOption) + body;
+[[noreturn]] void Exec(ChildBody body, const Arguments& arguments, const Environment& environment) {
+  const std::string option =
+      std::string(kChildOption) + std::to_string(reinterpret_cast<std::uintptr_t>(body) - Origin());
   std::vector<char*> argv = {const_cast<char*>("child"), const_cast<char*>(option.c_str())};
   for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
   argv.push_back(nullptr);
@@ -33,10 +33,6 @@ std::map<std::string, ChildBody, std::less<>>& Bodies() {
 }
 
 }  // namespace
-
-void Link::Tell(char step) const {
-  if (write(writeEnd_, &step, 1) != 1) abort();
-}
 
 bool Link::Await() const {
   char step;
@@ -49,24 +45,19 @@ void Link::Write(std::string_view text) const {
 
 std::string Link::ReadAll() const {
   std::string text;
-  std::array<char, 4096> piece;
-  for (ssize_t count; (count = read(readEnd_, piece.data(), piece.size())) > 0;) {
-    text.append(piece.data(), static_cast<std::size_t>(count));
-  }
+  for (char byte; read(readEnd_, &byte, 1) == 1;) text += byte;
   return text;
 }
 
-bool AddChildBody(const char* name, ChildBody body) { return Bodies().emplace(name, body).second; }
-
 bool RunsChildBody(int argc, char** argv, int& status) {
   if (argc < 2 || !std::string_view(argv[1]).starts_with(kChildOption)) return false;
-  const auto body = Bodies().find(std::string_view(argv[1]).substr(kChildOption.size()));
-  if (body == Bodies().end()) return false;
-  status = body->second(Link(kReadEnd, kWriteEnd), Arguments(argv + 2, argv + argc));
+  const auto body =
+      reinterpret_cast<ChildBody>(Origin() + std::stoull(argv[1] + kChildOption.size()));
+  status = body(Link(kReadEnd, kWriteEnd), Arguments(argv + 2, argv + argc));
   return true;
 }
 
-ChildProcess::ChildProcess(const char* body, const Arguments& arguments,
+ChildProcess::ChildProcess(ChildBody body, const Arguments& arguments,
                            const Environment& environment)
     : Link(-1, -1) {
   std::array<int, 2> down;
@@ -99,6 +90,11 @@ int ChildProcess::Exit() {
   }
   id_ = 0;
   return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+void LimitFileSize(const std::string& bytes) {
+  const rlimit limit = {std::stoul(bytes), std::stoul(bytes)};
+  if (setrlimit(RLIMIT_FSIZE, &limit) != 0) abort();
 }
 
 }  // namespace kxl_test

@@ -19,7 +19,7 @@ using Environment = std::map<std::string, std::string>;
 class Link {
  public:
   Link(int readEnd, int writeEnd) : readEnd_(readEnd), writeEnd_(writeEnd) {}
-  void Tell(char step = '.') const;
+  void Tell() const { Write("."); }
   bool Await() const;  // false when the other side has gone
   void Write(std::string_view text) const;
   std::string ReadAll() const;  // until the other side closes
@@ -29,15 +29,8 @@ class Link {
   int writeEnd_;
 };
 
+// A function of the test binary; its answer is the child's exit status.
 using ChildBody = int (*)(const Link& parent, const Arguments& arguments);
-bool AddChildBody(const char* name, ChildBody body);
-
-// CHILD_BODY(Name) { ... } defines what a ChildProcess "Name" does; its answer is the exit status.
-#define CHILD_BODY(name)                                                                  \
-  static int name(const kxl_test::Link& parent, const kxl_test::Arguments& arguments);    \
-  [[maybe_unused]] static const bool name##IsAdded = kxl_test::AddChildBody(#name, name); \
-  static int name([[maybe_unused]] const kxl_test::Link& parent,                          \
-                  [[maybe_unused]] const kxl_test::Arguments& arguments)
 
 // Runs the body that argv asks for, if it asks for one.
 bool RunsChildBody(int argc, char** argv, int& status);
@@ -45,7 +38,8 @@ bool RunsChildBody(int argc, char** argv, int& status);
 class ChildProcess : public Link {
  public:
   // Runs the body with this process's environment, changed by the given variables.
-  ChildProcess(const char* body, const Arguments& arguments, const Environment& environment = {});
+  explicit ChildProcess(ChildBody body, const Arguments& arguments = {},
+                        const Environment& environment = {});
   ~ChildProcess();  // kills a child that still runs
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
@@ -56,6 +50,9 @@ class ChildProcess : public Link {
  private:
   pid_t id_;
 };
+
+// Lets no file of the calling process grow beyond so many bytes, as a full disk would.
+void LimitFileSize(const std::string& bytes);
 
 }  // namespace kxl_test
 

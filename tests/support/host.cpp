@@ -2,7 +2,6 @@
 
 #include <grp.h>
 #include <kxl/kxl.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -12,43 +11,29 @@ namespace kxl_test {
 
 namespace {
 
-constexpr char kSeparator = '\x1F';
-constexpr char kNull = '\x1E';
-
-std::string Pack(const Call& call) {
-  std::string packed;
-  for (const auto& argument : call) packed += argument.value_or(std::string(1, kNull)) + kSeparator;
-  return packed;
-}
-
-Call Unpack(const std::string& packed) {
-  Call call;
-  std::istringstream stream(packed);
-  for (std::string argument; std::getline(stream, argument, kSeparator);) {
-    const bool isNull = argument == std::string(1, kNull);
-    call.push_back(isNull ? std::nullopt : std::optional(argument));
-  }
-  return call;
-}
+constexpr char kNull[] = "\x1E";
+constexpr char kEndOfCall[] = "\x1F";
 
 bool Prepare(const std::string& prepare) {
   if (prepare == "guest") {
     const gid_t group = 2000;
     return setgroups(1, &group) == 0 && setgid(group) == 0 && setuid(2000) == 0;
   }
-  if (prepare.starts_with("limit ")) {
-    const rlim_t bytes = std::stoul(prepare.substr(6));
-    const rlimit limit = {bytes, bytes};
-    return setrlimit(RLIMIT_FSIZE, &limit) == 0;
-  }
-  return prepare.empty();
+  if (!prepare.empty()) LimitFileSize(prepare);
+  return true;
 }
 
-CHILD_BODY(Host) {
+int Host(const Link& parent, const Arguments& arguments) {
   if (!Prepare(arguments[0])) return 1;
   std::string answers;
+  Call call;
   for (std::size_t i = 1; i < arguments.size(); ++i) {
-    answers += std::to_string(MakeCall(Unpack(arguments[i]))) + " ";
+    if (arguments[i] == kEndOfCall) {
+      answers += std::to_string(MakeCall(call)) + " ";
+      call.clear();
+    } else {
+      call.push_back(arguments[i] == kNull ? std::nullopt : std::optional(arguments[i]));
+    }
   }
   parent.Write(answers);
   return 0;
@@ -85,8 +70,11 @@ int MakeCall(const Call& call) {
 std::vector<int> CallsInHost(const std::vector<Call>& calls, const Environment& environment,
                              const std::string& prepare) {
   Arguments arguments = {prepare};
-  for (const Call& call : calls) arguments.push_back(Pack(call));
-  ChildProcess host("Host", arguments, environment);
+  for (const Call& call : calls) {
+    for (const auto& argument : call) arguments.push_back(argument.value_or(kNull));
+    arguments.push_back(kEndOfCall);
+  }
+  ChildProcess host(Host, arguments, environment);
   std::istringstream stream(host.ReadAll());
   std::vector<int> answers;
   if (host.Exit() != 0) return answers;

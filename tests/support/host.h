@@ -3,10 +3,8 @@
 #define KXL_TESTS_SUPPORT_HOST_H
 
 #include <optional>
-#include <string>
-#include <vector>
 
-#include "support/child_process.h"
+#include "support/test_folder.h"
 
 namespace kxl_test {
 
@@ -17,9 +15,10 @@ using Call = std::vector<std::optional<std::string>>;
 
 // Makes the calls one after the other in a new process, and answers what they answered. prepare
 // names what the process does first: "" nothing, "guest" becomes the ordinary user 2000
-// (WithFreeIdentity), "limit N" lets no file grow beyond N bytes. A process that does not end well
-// answers nothing.
-std::vector<int> CallsInHost(const std::vector<Call>& calls, const Environment& environment,
+// (WithFreeIdentity), a number lets no file grow beyond so many bytes. A process that does not end
+// well answers nothing.
+std::vector<int> CallsInHost(const std::vector<Call>& calls,
+                             const Environment& environment = WithAccounts(),
                              const std::string& prepare = "");
 
 // One call of an entry function by name; for host bodies of other tests.

@@ -1,19 +1,15 @@
 #include "support/test_folder.h"
 
-#include <gtest/gtest.h>
+#include <fnmatch.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 
 #include "esd/resource_locker.h"
 
 namespace kxl_test {
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -75,18 +71,12 @@ std::string ReadFile(const std::string& path) {
 }
 
 std::string ReadLog(const std::string& path) {
-  constexpr std::string_view kStamp = "dddd-dd-ddTdd:dd:dd: ";
-  const auto matches = [](char character, char pattern) {
-    return pattern == 'd' ? character >= '0' && character <= '9' : character == pattern;
-  };
+  constexpr char kStamped[] =
+      "[0-9][0-9][0-9][0-9]-[0-9][0-9]-[0-9][0-9]T[0-9][0-9]:[0-9][0-9]:[0-9][0-9]: *";
   std::istringstream lines(ReadFile(path));
   std::string text;
   for (std::string line; std::getline(lines, line); text += line + "\n") {
-    if (line.size() >= kStamp.size() &&
-        std::equal(kStamp.begin(), kStamp.end(), line.begin(),
-                   [&](char pattern, char character) { return matches(character, pattern); })) {
-      line.erase(0, kStamp.size());
-    }
+    if (fnmatch(kStamped, line.c_str(), 0) == 0) line.erase(0, 21);
   }
   return text;
 }
@@ -94,6 +84,25 @@ std::string ReadLog(const std::string& path) {
 void WriteFile(const std::string& path, std::string_view text) {
   fs::create_directories(fs::path(path).parent_path());
   std::ofstream(path, std::ios::binary) << text;
+}
+
+void WriteScript(const std::string& path, const std::string& body) {
+  WriteFile(path, "#!/bin/sh\n" + body);
+  fs::permissions(path, fs::perms(0755));
+}
+
+void WriteSettings(const std::string& settings) {
+  WriteFile(PrefsPath(), "<KeldaUpdater>" + settings + "</KeldaUpdater>");
+}
+
+mode_t ModeOf(const std::string& path) {
+  return static_cast<mode_t>(fs::status(path).permissions());
+}
+
+std::size_t Count(const std::string& text, const std::string& piece) {
+  std::size_t count = 0;
+  for (std::size_t at = 0; (at = text.find(piece, at)) != std::string::npos; ++at) ++count;
+  return count;
 }
 
 Environment WithAccounts(const std::string& groups) {
@@ -123,22 +132,22 @@ extern "C" const char* __asan_default_options() { return "verify_asan_link_order
 extern "C" const char* __tsan_default_options() { return "report_mutex_bugs=0"; }
 extern "C" const char* __tsan_default_suppressions() { return "called_from_lib:libnss_wrapper.so"; }
 
-namespace fs = std::filesystem;
+using namespace kxl_test;
 
 int main(int argc, char** argv) {
   int status = 0;
-  if (kxl_test::RunsChildBody(argc, argv, status)) return status;
+  if (RunsChildBody(argc, argv, status)) return status;
 
   testing::InitGoogleTest(&argc, argv);
-  std::string folder = fs::temp_directory_path() / "kxl-test-XXXXXX";
+  folder = fs::temp_directory_path() / "kxl-test-XXXXXX";
   if (mkdtemp(folder.data()) == nullptr) return EXIT_FAILURE;
-  kxl_test::folder = fs::canonical(folder);
-  setenv("KXL_ROOT", kxl_test::folder.c_str(), 1);
-  setenv("HOME", kxl_test::InTestFolder("home").c_str(), 1);
-  setenv("XDG_RUNTIME_DIR", kxl_test::InTestFolder("run").c_str(), 1);
+  folder = fs::canonical(folder);
+  setenv("KXL_ROOT", folder.c_str(), 1);
+  setenv("HOME", InTestFolder("home").c_str(), 1);
+  setenv("XDG_RUNTIME_DIR", InTestFolder("run").c_str(), 1);
   for (const char* name : {"XDG_CACHE_HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME"}) unsetenv(name);
-  testing::UnitTest::GetInstance()->listeners().Append(new kxl_test::LeftoverListener);
+  testing::UnitTest::GetInstance()->listeners().Append(new LeftoverListener);
   status = RUN_ALL_TESTS();
-  fs::remove_all(kxl_test::folder);
+  fs::remove_all(folder);
   return status;
 }

@@ -1,43 +1,28 @@
 #include "support/updater.h"
 
-#include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <systemd/sd-bus.h>
 #include <unistd.h>
 
-#include <array>
 #include <csignal>
 #include <cstdlib>
-#include <filesystem>
 
 #include "support/test_folder.h"
 
 namespace kxl_test {
 
 SessionBus::SessionBus() {
-  std::array<int, 2> pipe;
-  if (pipe2(pipe.data(), 0) != 0) abort();
-  const std::string print = "--print-address=" + std::to_string(pipe[1]);
-  const std::string address = "--address=unix:path=" + InTestFolder("bus");
-  daemon_ = fork();
-  if (daemon_ == 0) {
-    close(pipe[0]);
-    execlp("dbus-daemon", "dbus-daemon", "--session", "--nofork", address.c_str(), print.c_str(),
-           nullptr);
-    _exit(127);
-  }
-  close(pipe[1]);
-  char byte;
-  if (read(pipe[0], &byte, 1) != 1) abort();  // it listens once it has printed
-  close(pipe[0]);
-  setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + InTestFolder("bus")).c_str(), 1);
+  const std::string address = "unix:path=" + InTestFolder("bus");
+  const std::string command = "exec dbus-daemon --session --nofork --print-pid --address=";
+  daemon_ = popen((command + address).c_str(), "re");
+  if (daemon_ == nullptr || fscanf(daemon_, "%d", &id_) != 1) abort();  // it listens by then
+  setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
 }
 
 SessionBus::~SessionBus() {
-  kill(daemon_, SIGTERM);
-  waitpid(daemon_, nullptr, 0);
+  kill(id_, SIGTERM);
+  pclose(daemon_);
   unsetenv("DBUS_SESSION_BUS_ADDRESS");
 }
 
@@ -58,7 +43,7 @@ int TellMessage(sd_bus_message* message, void* parent, sd_bus_error* /*error*/) 
   return 1;
 }
 
-CHILD_BODY(ListenOnBus) {
+int ListenOnBus(const Link& parent, const Arguments& /*arguments*/) {
   prctl(PR_SET_NAME, "Kelda Updater");
   sd_bus* bus = nullptr;
   if (sd_bus_open_user(&bus) < 0 || sd_bus_request_name(bus, "com.kelda.updater6", 0) < 0 ||
@@ -76,7 +61,7 @@ CHILD_BODY(ListenOnBus) {
 
 }  // namespace
 
-ListeningUpdater::ListeningUpdater() : ChildProcess("ListenOnBus", {}) {
+ListeningUpdater::ListeningUpdater() : ChildProcess(ListenOnBus) {
   if (!Await()) abort();
 }
 
@@ -87,10 +72,9 @@ std::string ListeningUpdater::NextMessage() const {
 }
 
 StartedUpdater::StartedUpdater() {
-  WriteFile(UpdaterExecutable(),
-            "#!/bin/sh\necho \"${KX_LAUNCH_MODE--} ${KX_DISPLAY_LANG--} ${KX_LAUNCH_APPID--}\" "
-            ">\"$KXL_ROOT/fifo\"\n");
-  chmod(UpdaterExecutable().c_str(), 0755);
+  WriteScript(UpdaterExecutable(),
+              "echo \"${KX_LAUNCH_MODE--} ${KX_DISPLAY_LANG--} ${KX_LAUNCH_APPID--}\" "
+              ">\"$KXL_ROOT/fifo\"\n");
   if (mkfifo(InTestFolder("fifo").c_str(), 0600) != 0) abort();
 }
 
@@ -99,6 +83,6 @@ std::string StartedUpdater::Task() const {
   return task.substr(0, task.find('\n'));
 }
 
-void StartedUpdater::Uninstall() { std::filesystem::remove_all(InTestFolder("opt")); }
+void StartedUpdater::Uninstall() { fs::remove_all(InTestFolder("opt")); }
 
 }  // namespace kxl_test

@@ -3,6 +3,7 @@
 #ifndef KXL_TESTS_SUPPORT_UPDATER_H
 #define KXL_TESTS_SUPPORT_UPDATER_H
 
+#include <cstdio>
 #include <string>
 
 #include "support/child_process.h"
@@ -18,7 +19,8 @@ class SessionBus {
   SessionBus& operator=(const SessionBus&) = delete;
 
  private:
-  pid_t daemon_;
+  FILE* daemon_;
+  pid_t id_;
 };
 
 // A running "Kelda Updater" that owns its name on the bus of this process.
