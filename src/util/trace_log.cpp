@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <boost/thread/lock_guard.hpp>
+#include <chrono>
 #include <cstddef>
-#include <ctime>
+#include <cstdio>
 #include <filesystem>
 #include <new>
 #include <system_error>
@@ -21,13 +22,22 @@ namespace {
 constexpr std::uint64_t kTrimAbove = 50000;  // bytes
 constexpr std::uint64_t kTrimmedSize = 30000;
 
-// The time in UTC, "2008-03-17T09:05:41".
+// The time in UTC, "2008-03-17T09:05:41". By arithmetic: gmtime_r takes a lock, which a child
+// forked while another thread held it would wait for in vain, even at its exit.
 std::string TimeStamp() {
-  const std::time_t now = std::time(nullptr);
-  std::tm utc;
-  gmtime_r(&now, &utc);
-  std::array<char, 32> text;
-  return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &utc)};
+  using std::chrono::days;
+  using std::chrono::floor;
+  using std::chrono::seconds;
+  const auto now = floor<seconds>(std::chrono::system_clock::now());
+  const std::chrono::year_month_day date(floor<days>(now));
+  const std::chrono::hh_mm_ss time(now - floor<days>(now));
+  std::array<char, 64> text;
+  const int size = std::snprintf(
+      text.data(), text.size(), "%d-%02u-%02uT%02d:%02d:%02d", static_cast<int>(date.year()),
+      static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+      static_cast<int>(time.hours().count()), static_cast<int>(time.minutes().count()),
+      static_cast<int>(time.seconds().count()));
+  return {text.data(), static_cast<std::size_t>(size)};
 }
 
 std::string Line(const std::string& stamp, std::string_view text) {
