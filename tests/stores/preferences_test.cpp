@@ -69,7 +69,9 @@ TEST(Preferences, AMapReadsAsAWhole) {
 TEST(Preferences, FollowTheFile) {
   WriteSettings("<Launch>Manual</Launch>");
   KeldaUpdaterPrefs prefs;
-  WriteSettings("<Launch>changed</Launch>");  // perhaps within one tick of the clock
+  const auto stamp = fs::last_write_time(PrefsPath());
+  WriteSettings("<Launch>changed</Launch>");
+  fs::last_write_time(PrefsPath(), stamp);  // within one tick of the clock
   EXPECT_TRUE(prefs.ReloadIfChanged() && prefs.Release());
   EXPECT_EQ(prefs.Launch.GetOr("?"), "changed");
   fs::remove(PrefsPath());
