@@ -174,9 +174,19 @@ KXL_API int32_t KXLTriggerUpdateCheck(const char* appIdentifier, const char* app
  *  result                          receives the answer; may be null
  *  bOverrideData                   as in KXLTriggerUpdateCheck
  *
- * Other answers: ESD_ERR_FAILURE, ESD_ERR_KX, ESD_ERR_INVALIDDATA, ESD_ERR_NOTREGISTERED,
- * ESD_ERR_NOTENABLED. *result is written with ESD_ERR_OK only. Waits with bOverrideData only, as
- * KXLTriggerUpdateCheck does for the list of applications.
+ * Other answers: ESD_ERR_KX (not installed), ESD_ERR_INVALIDDATA, ESD_ERR_NOTREGISTERED,
+ * ESD_ERR_NOTENABLED (by the administrator; any user may ask), and ESD_ERR_FAILURE when the request
+ * cannot be marked in the user's runtime folder, when there is an answer that may not be read now
+ * (it is left for a later call), and for an identifier that cannot stand in a file name: ".", "..",
+ * with a '/', or longer than 250 bytes. *result is written with ESD_ERR_OK only.
+ *
+ * One request of an application at a time: a call with another requestNumber drops an answer that
+ * was not fetched. An updater that ends without an answer is started again by the next call; one
+ * that was killed keeps the request pending until its lock is removed (lock files and locks are
+ * told in docs/architecture.md).
+ *
+ * Waits with bOverrideData only, as KXLTriggerUpdateCheck does for the list of applications.
+ * notifyAppID and notifyFile are set in the caller's environment while the updater is started.
  */
 KXL_API int32_t KXLIsUpdateAvailable(const char* appIdentifier, const char* appDisplayName,
                                      const char* appFolderPath, uint32_t requestNumber,
@@ -192,11 +202,19 @@ KXL_API int32_t KXLIsUpdateAvailable(const char* appIdentifier, const char* appD
  *  operationType                    recorded for the updater as it is
  *  bOverrideData                    as in KXLTriggerUpdateCheck
  *
+ * A component is listed already when its category and version are, under the same name or with "*"
+ * for either name. Names and categories with a double quote, '&', '<', a tab or a line end cannot
+ * be written to the list.
+ *
  * Answers ESD_ERR_OK and KXL_ALL_LISTED (both also when the updater could not be started),
- * ESD_ERR_FAILURE (components before the one that failed stay listed), ESD_ERR_KX (they are listed,
- * but the updater is not installed), ESD_ERR_INVALIDDATA, ESD_ERR_NOTREGISTERED or
- * ESD_ERR_NOTENABLED. Waits for the list's lock, 2 seconds at most for each component, half a
- * second for a session bus that does not answer, and with bOverrideData as KXLTriggerUpdateCheck.
+ * ESD_ERR_FAILURE (a null text, a version that is none, a list that cannot be locked or written;
+ * components before the one that failed stay listed), ESD_ERR_KX (they are listed, but the updater
+ * is not installed), ESD_ERR_INVALIDDATA, ESD_ERR_NOTREGISTERED or ESD_ERR_NOTENABLED.
+ *
+ * Waits for the list's lock, 2 seconds at most for each component until one fails and once more at
+ * the end, half a second for a session bus that does not answer, and with bOverrideData as
+ * KXLTriggerUpdateCheck. KX_LAUNCH_MODE and KX_DISPLAY_LANG stay set in the caller's environment
+ * when the updater was started.
  */
 KXL_API int32_t KXLDownloadMissingComponents(const char* appIdentifier, const char* appDisplayName,
                                              const char* appFolderPath, const char* appDisplayLang,
@@ -210,6 +228,7 @@ KXL_API int32_t KXLDownloadMissingComponents(const char* appIdentifier, const ch
  * Answers ESD_ERR_OK (also when the preferences could not be read, and nothing was started),
  * ESD_ERR_KX, ESD_ERR_INVALIDDATA, ESD_ERR_NOTREGISTERED, ESD_ERR_NOTENABLED, KXL_UPDATER_RUNNING
  * or ESD_ERR_FAILURE. Waits for the preferences' lock, 3 seconds at most, and for the list's, 2.
+ * doActionAppID is set in the caller's environment while the updater is started.
  */
 KXL_API int32_t KXLDoPluginAction(const char* appIdentifier);
 

@@ -31,7 +31,7 @@ void ConfigureLog(RequestPreferences& preferences) {
 
 std::mutex configuring;
 std::atomic<bool> isConfigured = false;
-std::atomic<bool> wasBusy = false;
+RequestPreferences::State stateThen = RequestPreferences::State::kUsable;  // what it met then
 
 // A child forked while another thread was configuring begins anew: that thread is not in it.
 [[maybe_unused]] const bool resetsInChild = CallAroundFork(nullptr, nullptr, [] {
@@ -49,10 +49,10 @@ void EnsureLogConfigured(RequestPreferences& preferences) {
     } catch (...) {
       // The process goes on without a log.
     }
-    wasBusy = preferences.IsGivenUp();
+    stateThen = preferences.LastState();
     isConfigured = true;
-  } else if (wasBusy) {
-    preferences.GiveUp();  // this request has waited for the file already, by another one's hand
+  } else {
+    preferences.SetState(stateThen);  // this request has waited already, by another one's hand
   }
 }
 

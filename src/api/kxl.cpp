@@ -1,20 +1,16 @@
 // The exported functions, and nothing else: each is its handler in the entry frame.
 #include <kxl/kxl.h>
 
+#include "api/availability.h"
 #include "api/entry_frame.h"
 #include "api/library_version.h"
+#include "api/missing_components_request.h"
+#include "api/plugin_action.h"
 #include "api/registration.h"
 #include "api/request_gate.h"
 #include "api/suppression.h"
 #include "api/update_check.h"
 #include "util/trace_log.h"
-
-namespace {
-
-// What the requests answer that this version does not carry out yet.
-constexpr std::int32_t kNotCarriedOut = ESD_ERR_FAILURE;
-
-}  // namespace
 
 int32_t KXLRegisterApplication(const char* appIdentifier, const char* appDisplayName,
                                const char* appFolderPath) {
@@ -70,8 +66,8 @@ int32_t KXLTriggerUpdateCheck(const char* appIdentifier, const char* appDisplayN
 }
 
 int32_t KXLIsUpdateAvailable(const char* appIdentifier, const char* appDisplayName,
-                             const char* appFolderPath, uint32_t /*requestNumber*/,
-                             int32_t* /*result*/, bool bOverrideData) {
+                             const char* appFolderPath, uint32_t requestNumber, int32_t* result,
+                             bool bOverrideData) {
   return kxl::TracedRequest(
       "KXLIsUpdateAvailable",
       [&] {
@@ -80,13 +76,16 @@ int32_t KXLIsUpdateAvailable(const char* appIdentifier, const char* appDisplayNa
         kxl::TraceText("appDisplayName", appDisplayName);
         kxl::TraceBoolean("bOverrideData", bOverrideData);
       },
-      [](auto&) { return kNotCarriedOut; });
+      [&](auto&) {
+        return kxl::IsUpdateAvailable(appIdentifier, appDisplayName, appFolderPath, requestNumber,
+                                      result, bOverrideData);
+      });
 }
 
 int32_t KXLDownloadMissingComponents(const char* appIdentifier, const char* appDisplayName,
                                      const char* appFolderPath, const char* appDisplayLang,
-                                     const KXLMissingComponentList* /*components*/,
-                                     int32_t /*operationType*/, bool bOverrideData) {
+                                     const KXLMissingComponentList* components,
+                                     int32_t operationType, bool bOverrideData) {
   return kxl::TracedRequest(
       "KXLDownloadMissingComponents",
       [&] {
@@ -96,13 +95,19 @@ int32_t KXLDownloadMissingComponents(const char* appIdentifier, const char* appD
         kxl::TraceText("appDisplayLang", appDisplayLang);
         kxl::TraceBoolean("bOverrideData", bOverrideData);
       },
-      [](auto&) { return kNotCarriedOut; });
+      [&](auto&) {
+        return kxl::DownloadMissingComponentsRequest(appIdentifier, appDisplayName, appFolderPath,
+                                                     appDisplayLang, components, operationType,
+                                                     bOverrideData);
+      });
 }
 
 int32_t KXLDoPluginAction(const char* appIdentifier) {
   return kxl::TracedRequest(
       "KXLDoPluginAction", [&] { kxl::TraceText("appIdentifier", appIdentifier); },
-      [](auto&) { return kNotCarriedOut; });
+      [&](kxl::RequestPreferences& preferences) {
+        return kxl::DoPluginActionRequest(preferences, appIdentifier);
+      });
 }
 
 int32_t KXLSuppressUpdates(char* appIdentifier, uint32_t* bufferSize, uint32_t* seconds,

@@ -26,16 +26,8 @@ bool AreValid(const char* appIdentifier, const char* appDisplayName, const char*
       IsNullOrEmpty(appFolderPath) || IsLongerThan(appDisplayName, kMaximumDisplayName)) {
     return false;
   }
-  if (!IsValidAppId(appIdentifier) || !IsValidUtf8(appFolderPath) || !IsValidUtf8(appDisplayName)) {
-    return false;
-  }
-  if (IsLongerThan(appFolderPath, kMaximumFolderPath)) {
-    Trace(
-        "Specified app directory is more than or equal to 255 chars. Will reject processing "
-        "request.");
-    return false;
-  }
-  return true;
+  return IsValidAppId(appIdentifier) && IsValidUtf8(appFolderPath) && IsValidUtf8(appDisplayName) &&
+         IsValidFolderLength(appFolderPath);
 }
 
 // Registers, and once more after a recovery where the list stood in the way: registering must not

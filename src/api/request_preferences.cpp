@@ -3,10 +3,16 @@
 namespace kxl {
 
 bool RequestPreferences::Use(const std::function<void(KeldaUpdaterPrefs&)>& use) {
-  if (isGivenUp_) return false;
+  if (state_ != State::kUsable) return false;
   KeldaUpdaterPrefs preferences;
-  isGivenUp_ = !preferences.ReloadIfChanged();
-  if (isGivenUp_) return false;
+  if (!preferences.Lock()) {
+    state_ = State::kBusy;
+    return false;
+  }
+  if (!preferences.ReloadIfChanged()) {
+    state_ = State::kUnreadable;
+    return false;
+  }
   use(preferences);
   preferences.Release();
   return true;

@@ -12,16 +12,23 @@ namespace kxl {
 // settings: a file that another process keeps locked must not cost more.
 class RequestPreferences {
  public:
-  // Calls use with the preferences up to date and locked. False, without calling it, when the lock
-  // was not to be had or the file cannot be read, now or before in this request.
+  // What the last use has met. After the latter two there is no further one in this request.
+  enum class State {
+    kUsable,
+    kBusy,        // the lock was not to be had
+    kUnreadable,  // there is a file that cannot be opened or read
+  };
+
+  // Calls use with the preferences up to date and locked. False, without calling it, when they are
+  // not usable. Throws std::exception when there is no folder for them.
   bool Use(const std::function<void(KeldaUpdaterPrefs&)>& use);
 
-  // Lets the request go on without preferences.
-  void GiveUp() { isGivenUp_ = true; }
-  bool IsGivenUp() const { return isGivenUp_; }
+  State LastState() const { return state_; }
+  // Takes over what another request has met just now.
+  void SetState(State state) { state_ = state; }
 
  private:
-  bool isGivenUp_ = false;
+  State state_ = State::kUsable;
 };
 
 }  // namespace kxl

@@ -71,7 +71,7 @@ std::int32_t UseSuppressFile(char* appIdentifier, std::uint32_t* bufferSize, std
                              std::int32_t query) {
   std::string folder;
   if (!GetDataFolder(folder)) return ESD_ERR_FAILURE;
-  SuppressFile file(JoinPath(folder, "suppress_all.dat"));
+  SuppressFile file(JoinPath(folder, kSuppressFileName));
   if (!file.Lock()) return KXL_SUPPRESS_FILE_BUSY;
   const std::time_t now = std::time(nullptr);
   if (!file.Read(now)) return ESD_ERR_FAILURE;

@@ -62,6 +62,14 @@ bool IsValidAppId(const char* text) {
   return true;
 }
 
+bool IsValidFolderLength(const char* text) {
+  if (!IsNullOrEmpty(text) && !IsLongerThan(text, kMaximumFolderPath)) return true;
+  LogMessage(kLogNormal, Flush::kYes,
+             "Specified app directory is more than or equal to 255 chars. Will reject processing "
+             "request.");
+  return false;
+}
+
 bool IsValidUtf8(const char* text) {
   if (text == nullptr) return true;
   const auto* bytes = reinterpret_cast<const unsigned char*>(text);

@@ -19,6 +19,9 @@ bool IsLongerThan(const char* text, std::size_t maximum);
 // one is accepted.
 bool IsValidAppId(const char* text);
 
+// 1 to kMaximumFolderPath bytes. A refusal is traced, that of null too.
+bool IsValidFolderLength(const char* text);
+
 // Well-formed UTF-8, without over-long forms and without the code points that are no characters
 // (U+FDD0 to U+FDEF, and U+xxFFFE and U+xxFFFF in every plane). Surrogates and code points up to
 // 0x1FFFFF pass. Null counts as well formed.

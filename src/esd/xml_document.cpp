@@ -45,6 +45,11 @@ const std::string* XMLDocumentNode::GetAttribute(std::string_view name) const {
   return nullptr;
 }
 
+bool XMLDocumentNode::AttributeIs(std::string_view name, std::string_view value) const {
+  const std::string* attribute = GetAttribute(name);
+  return attribute != nullptr && *attribute == value;
+}
+
 void XMLDocumentNode::SetAttribute(std::string_view name, std::string_view value) {
   if (isDocument_ && name == "version") {
     version_ = value;

@@ -43,6 +43,7 @@ class XMLDocumentNode {
   const Attributes& GetAttributes() const { return attributes_; }
   // Null when there is none of exactly that name; valid until the attributes change.
   const std::string* GetAttribute(std::string_view name) const;
+  bool AttributeIs(std::string_view name, std::string_view value) const;
   // Sets or overwrites. On a document, "version" sets the declaration's version.
   void SetAttribute(std::string_view name, std::string_view value);
 
@@ -75,7 +76,7 @@ class XMLDocumentNode {
 // Accepts nodes of that name. No node whose name is empty or holds white space is ever accepted.
 class NameIs {
  public:
-  explicit NameIs(std::string_view name) : name_(name) {}
+  explicit constexpr NameIs(std::string_view name) : name_(name) {}
   bool operator()(const XMLDocumentNode& node) const;
 
  private:

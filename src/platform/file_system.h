@@ -19,6 +19,7 @@ inline constexpr mode_t kSharedFileMode = 0664;
 // Whether path names an object; a link counts as what it points to.
 bool PathExists(const std::string& path);
 bool IsFolder(const std::string& path);
+bool IsLink(const std::string& path);
 
 // The object's mode; a link counts as what it points to.
 bool GetMode(const std::string& path, mode_t& mode);

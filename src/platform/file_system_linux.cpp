@@ -48,6 +48,11 @@ bool IsFolder(const std::string& path) {
   return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
 
+bool IsLink(const std::string& path) {
+  struct stat info;
+  return lstat(path.c_str(), &info) == 0 && S_ISLNK(info.st_mode);
+}
+
 bool GetMode(const std::string& path, mode_t& mode) {
   struct stat info;
   if (stat(path.c_str(), &info) != 0) return false;

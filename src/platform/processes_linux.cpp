@@ -11,7 +11,6 @@
 #include <string_view>
 
 #include "platform/regular_file.h"
-#include "platform/session_bus.h"
 
 namespace kxl {
 
@@ -78,9 +77,9 @@ bool IsUpdaterRunning() {
 
 }  // namespace
 
-bool FindUpdaterProcess(BringToFront bringToFront) {
+bool FindUpdaterProcess(BringToFront bringToFront, BusDeadline deadline) {
   if (!IsUpdaterRunning()) return false;
-  if (bringToFront == BringToFront::kYes) ActivateUpdater();
+  if (bringToFront == BringToFront::kYes) ActivateUpdater(deadline);
   return true;
 }
 

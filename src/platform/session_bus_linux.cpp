@@ -14,7 +14,6 @@ namespace kxl {
 
 namespace {
 
-constexpr std::chrono::milliseconds kPatience(500);
 constexpr char kPath[] = "/com/kelda/updater6";
 constexpr char kName[] = "com.kelda.updater6";
 
@@ -77,9 +76,8 @@ bool IsLocalBus() {
 }
 
 // Lets the connection come up and everything that is queued go out.
-void Flush(const BusLibrary& library, sd_bus* bus) {
+void Flush(const BusLibrary& library, sd_bus* bus, BusDeadline deadline) {
   using Clock = std::chrono::steady_clock;
-  const Clock::time_point deadline = Clock::now() + kPatience;
   for (;;) {
     const int processed = library.process(bus, nullptr);
     std::uint64_t queued = 0;
@@ -96,21 +94,21 @@ void Flush(const BusLibrary& library, sd_bus* bus) {
 
 // Sends what make builds; make fills in the message and answers below 0 when it cannot.
 template <typename Make>
-void Send(Make make) {
+void Send(BusDeadline deadline, Make make) {
   BusLibrary library;
   if (!IsLocalBus() || !library.Load()) return;
   sd_bus* bus = nullptr;
   if (library.open(&bus) < 0) return;
   sd_bus_message* message = nullptr;
   if (make(library, bus, message) >= 0 && library.send(bus, message, nullptr) >= 0) {
-    Flush(library, bus);
+    Flush(library, bus, deadline);
   }
   library.unref(message);
   library.closeAndUnref(bus);
 }
 
-void PostUpdaterNotification(const char* object) {
-  Send([object](const BusLibrary& library, sd_bus* bus, sd_bus_message*& message) {
+void PostUpdaterNotification(const char* object, BusDeadline deadline) {
+  Send(deadline, [object](const BusLibrary& library, sd_bus* bus, sd_bus_message*& message) {
     const int made =
         library.newSignal(bus, &message, kPath, "com.kelda.updater6.Notification", "Posted");
     return made < 0 ? made : library.append(message, "ss", "Kelda Updater 6 Notification", object);
@@ -119,8 +117,8 @@ void PostUpdaterNotification(const char* object) {
 
 }  // namespace
 
-void ActivateUpdater() {
-  Send([](const BusLibrary& library, sd_bus* bus, sd_bus_message*& message) {
+void ActivateUpdater(BusDeadline deadline) {
+  Send(deadline, [](const BusLibrary& library, sd_bus* bus, sd_bus_message*& message) {
     const int made =
         library.newCall(bus, &message, kName, kPath, "org.freedesktop.Application", "Activate");
     if (made < 0) return made;
@@ -130,13 +128,13 @@ void ActivateUpdater() {
   });
 }
 
-bool PostExpressDownloadSignal() {
-  PostUpdaterNotification("Signal Express Download");
+bool PostExpressDownloadSignal(BusDeadline deadline) {
+  PostUpdaterNotification("Signal Express Download", deadline);
   return true;
 }
 
-bool PostSuppressionSignal() {
-  PostUpdaterNotification("Signal KXL Suppression");
+bool PostSuppressionSignal(BusDeadline deadline) {
+  PostUpdaterNotification("Signal KXL Suppression", deadline);
   return true;
 }
 

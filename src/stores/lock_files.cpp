@@ -7,6 +7,19 @@
 
 namespace kxl {
 
+namespace {
+
+bool HasLockFile(const std::string& name) {
+  std::string path;
+  return LockFilePath(name, path) && PathExists(path);
+}
+
+bool IsRequestLockHeld(const std::string& name) {
+  return !esd::ResourceLocker(RequestLockName(name), 0).Lock();
+}
+
+}  // namespace
+
 bool CreateLockFile(const std::string& name) {
   std::string path;
   if (!LockFilePath(name, path)) return false;
@@ -22,9 +35,13 @@ bool RemoveLockFile(const std::string& name) {
 }
 
 bool IsLockFileBusy(const std::string& name) {
-  std::string path;
-  if (!LockFilePath(name, path) || !PathExists(path)) return true;
-  return !esd::ResourceLocker("KeldaUpdater6" + name, 0).Lock();
+  return !HasLockFile(name) || IsRequestLockHeld(name);
 }
+
+bool IsRequestPending(const std::string& name) {
+  return HasLockFile(name) && IsRequestLockHeld(name);
+}
+
+std::string RequestLockName(const std::string& name) { return "KeldaUpdater6" + name; }
 
 }  // namespace kxl

@@ -22,6 +22,12 @@ bool RemoveLockFile(const std::string& name);
 // finished. Tries once; a held lock costs a millisecond.
 bool IsLockFileBusy(const std::string& name);
 
+// Whether the updater is working on a request: there is a lock file, and it is busy.
+bool IsRequestPending(const std::string& name);
+
+// The name of the lock, for whoever works on the request.
+std::string RequestLockName(const std::string& name);
+
 }  // namespace kxl
 
 #endif  // KXL_STORES_LOCK_FILES_H

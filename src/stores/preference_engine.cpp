@@ -41,8 +41,10 @@ void PrefsWriter::Load(const std::string& path) {
   }
 }
 
+bool PrefsWriter::Lock() { return policy_ == nullptr || policy_->IsLocked() || policy_->Lock(); }
+
 bool PrefsWriter::ReloadIfChanged() {
-  if (policy_ != nullptr && !policy_->IsLocked() && !policy_->Lock()) return false;
+  if (!Lock()) return false;
   kxl::ModificationStamp stamp;
   const bool exists = kxl::GetModificationStamp(path_, stamp);
   // A file read without the lock may have been changed since within one tick of the clock.

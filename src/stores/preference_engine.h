@@ -49,6 +49,8 @@ class PrefsWriter {
   // cannot be read; Release lets it go.
   bool ReloadIfChanged();
   bool Release();
+  // The first half of it: takes the lock, unless it is held, and keeps it.
+  bool Lock();
 
   // The text of a setting, empty when it is missing. False when the lock was not to be had.
   bool GetText(std::string_view key, std::string& text) const;

@@ -19,8 +19,8 @@
 #include <string_view>
 #include <vector>
 
-#include "esd/journaled_xml_file.h"
 #include "esd/xml_bound_object.h"
+#include "stores/record_list.h"
 
 namespace kxl {
 
@@ -48,7 +48,7 @@ enum class UnregisterResult { kRemoved = 0, kNotFound = 1, kFailed = 2 };
 // 2 seconds at most, unless the caller holds it (FileLock). Identifiers are compared byte for byte.
 // An operation that fails leaves the file as it was, and none but the constructor throws for what
 // it finds.
-class KeldaUpdaterRegistrationManager : public JournaledXMLLockedFile {
+class KeldaUpdaterRegistrationManager : public RecordList {
  public:
   static constexpr std::string_view ElementName() { return "KeldaUpdaterRegistrationManager"; }
 
@@ -73,16 +73,8 @@ class KeldaUpdaterRegistrationManager : public JournaledXMLLockedFile {
   // "KeldaUpdater" are failures.
   UnregisterResult Unregister(const std::string& appId);
 
- protected:
-  bool OnLoaded(const esd::XMLNodePointer& document) override;
-  bool SetFileMode(ESDofstream& file) override;
-
  private:
   bool LoadList();
-  std::size_t RemoveAll(const std::string& appId);
-  bool SaveOrErase();
-
-  esd::XMLNodePointer root_;
 };
 
 }  // namespace kxl

@@ -17,6 +17,8 @@ namespace kxl {
 
 inline constexpr std::uint32_t kLongestHold = 43200;  // seconds, twelve hours
 
+inline constexpr char kSuppressFileName[] = "suppress_all.dat";
+
 struct Hold {
   std::string appId;
   std::time_t end;  // seconds since 1970, UTC

@@ -54,10 +54,22 @@ int MakeCall(const Call& call) {
     return KXLTriggerUpdateCheck(text(1), text(2), text(3), text(4), atoi(text(5)), refresh);
   }
   if (name == "IsUpdateAvailable") {
-    return KXLIsUpdateAvailable(text(1), text(2), text(3), 7, nullptr, false);
+    std::int32_t number = 77;
+    const bool refresh = text(4) != nullptr;
+    const int code = KXLIsUpdateAvailable(text(1), text(2), text(3), 7, &number, refresh);
+    return code == ESD_ERR_OK ? 1000 + number : code;
   }
   if (name == "DownloadMissingComponents") {
-    return KXLDownloadMissingComponents(text(1), text(2), text(3), text(4), nullptr, 0, false);
+    std::vector<KXLMissingComponent> components;
+    for (std::size_t i = 5; i + 2 < call.size(); i += 3) {
+      components.push_back({text(i), text(i + 1), text(i + 2)});
+    }
+    std::vector<const KXLMissingComponent*> pointers;
+    for (const KXLMissingComponent& component : components) pointers.push_back(&component);
+    const KXLMissingComponentList list = {static_cast<std::uint32_t>(pointers.size()),
+                                          pointers.data()};
+    return KXLDownloadMissingComponents(text(1), text(2), text(3), text(4),
+                                        call.size() > 5 ? &list : nullptr, 4, false);
   }
   if (name == "DoPluginAction") return KXLDoPluginAction(text(1));
   if (name == "SuppressUpdates") {

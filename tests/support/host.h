@@ -9,8 +9,10 @@
 namespace kxl_test {
 
 // One call: the function's name without "KXL", then its texts and numbers; nullopt, or one that is
-// left out, passes a null pointer. A trigger's fifth is its type, "refresh" as sixth sets
-// bOverrideData.
+// left out, passes a null pointer. A trigger's fifth is its type, "refresh" as sixth (as fourth of
+// IsUpdateAvailable) sets bOverrideData. IsUpdateAvailable asks with the number 7, and answers 1000
+// + *result, which was 77 before, for ESD_ERR_OK. Missing components stand from the fifth on, name,
+// category and version of each; a fifth alone makes an empty list.
 using Call = std::vector<std::optional<std::string>>;
 
 // Makes the calls one after the other in a new process, and answers what they answered. prepare

@@ -46,6 +46,9 @@ std::string InTestFolder(std::string_view name) { return folder + "/" + std::str
 
 std::string ListPath() { return InTestFolder("var/lib/Kelda/Updater6/KeldaESDGlobalApps.xml"); }
 
+std::string ComponentsPath() {
+  return InTestFolder("home/.local/share/Kelda/Updater6/KeldaMissingComps.xml");
+}
 std::string LibraryLog() { return InTestFolder("home/.local/share/Kelda/Updater6/kxlLib.log"); }
 
 std::string PrefsPath() {

@@ -24,7 +24,8 @@ const std::string& TestFolder();
 std::string InTestFolder(std::string_view name);
 
 // Where the library's files lie on this machine.
-std::string ListPath();  // the registered applications
+std::string ListPath();        // the registered applications
+std::string ComponentsPath();  // the missing components
 std::string LibraryLog();
 std::string PrefsPath();
 std::string SuppressPath();  // the holds

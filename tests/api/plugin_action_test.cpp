@@ -1,0 +1,46 @@
+#include <kxl/kxl.h>
+
+#include "esd/resource_locker.h"
+#include "support/host.h"
+#include "support/updater.h"
+
+namespace {
+
+using namespace kxl_test;
+
+int Act(const std::optional<std::string>& id) {
+  return CallsInHost({{"DoPluginAction", id}}).at(0);
+}
+
+// The order of the checks is part of the interface: each case meets all the later ones as well.
+TEST(PluginAction, ChecksInOrder) {
+  const std::string tooLong(257, 'x');
+  WriteFile(AdminListPath(),
+            "<plist version=\"1.0\"><dict><key>Disable.Update</key><true/></dict></plist>");
+  EXPECT_EQ(Act(std::nullopt), ESD_ERR_NOTENABLED);
+  fs::remove(AdminListPath());
+  {
+    const SessionBus bus;
+    const ListeningUpdater running;
+    EXPECT_EQ(Act(std::nullopt), KXL_UPDATER_RUNNING);
+  }
+  fs::create_directories(PrefsPath());
+  for (const auto& id :
+       {std::optional<std::string>(), std::optional<std::string>(""), std::optional(tooLong)}) {
+    EXPECT_EQ(Act(id), ESD_ERR_INVALIDDATA);
+  }
+  EXPECT_EQ(Count(ReadLog(LibraryLog()), "App ID must be less than 256 characters."), 1U);
+  EXPECT_EQ(Act("a"), ESD_ERR_OK) << "preferences that cannot be read end it, and well";
+  fs::remove(PrefsPath());
+  EXPECT_EQ(Act("a"), ESD_ERR_NOTREGISTERED);
+  EXPECT_EQ(CallsInHost({{"RegisterApplication", "a", "A", "/a"}, {"DoPluginAction", "a"}}),
+            (std::vector{ESD_ERR_OK + 0, ESD_ERR_KX + 0}));
+  EXPECT_EQ(Count(ReadLog(LibraryLog()), "ForkUpdater.\n"), 1U);
+  WriteScript(UpdaterExecutable(), "exit 0\n");
+  esd::ResourceLocker somebody(PrefsPath(), 0);
+  ASSERT_TRUE(somebody.Lock());
+  EXPECT_EQ(Act("KeldaUpdater"), ESD_ERR_OK) << "locked preferences do not count";
+  EXPECT_EQ(Count(ReadLog(LibraryLog()), "ForkUpdater.\n"), 2U);
+}
+
+}  // namespace
