@@ -3,6 +3,9 @@
  *
  *   host register FOLDER       after installing, and at every start in case it was moved
  *   host check [--scheduled]   the user asks for updates, or it is time to look again
+ *   host available             whether an update waits for it; run it again while it is pending
+ *   host missing NAME CATEGORY VERSION    it lacks a component
+ *   host action                the updater's plug-in action
  *   host hold SECONDS          no update notices for a while, during a presentation for instance
  *   host unregister            before it is removed
  */
@@ -45,6 +48,39 @@ static int Check(KXLTriggerType type) {
   return code == ESD_ERR_OK ? 0 : 1;
 }
 
+static int Available(void) {
+  int32_t waits = 0;
+  const int32_t code =
+      KXLIsUpdateAvailable(identifier, "Example Editor", "/srv/editor", 1, &waits, false);
+  switch (code) {
+    case ESD_ERR_OK:
+      puts(waits != 0 ? "an update waits" : "up to date");
+      return 0;
+    case ESD_ERR_NOTIFY_PENDING:
+      puts("pending, ask again");
+      return 0;
+    default:
+      fprintf(stderr, "could not ask: result code %d\n", (int)code);
+      return 1;
+  }
+}
+
+static int Missing(const char* name, const char* category, const char* version) {
+  const KXLMissingComponent component = {name, category, version};
+  const KXLMissingComponent* const components[] = {&component};
+  const KXLMissingComponentList list = {1, components};
+  const int32_t code = KXLDownloadMissingComponents(identifier, "Example Editor", "/srv/editor",
+                                                    "en_US", &list, 0, false);
+  printf("missing component: result code %d\n", (int)code);
+  return code == ESD_ERR_OK || code == KXL_ALL_LISTED ? 0 : 1;
+}
+
+static int Act(void) {
+  const int32_t code = KXLDoPluginAction(identifier);
+  printf("plug-in action: result code %d\n", (int)code);
+  return code == ESD_ERR_OK ? 0 : 1;
+}
+
 static int Hold(uint32_t seconds) {
   char buffer[sizeof identifier];
   int32_t code;
@@ -60,11 +96,16 @@ int main(int argc, char** argv) {
   if (argc == 3 && strcmp(argv[1], "check") == 0 && strcmp(argv[2], "--scheduled") == 0) {
     return Check(KXL_TRIGGER_SCHEDULED);
   }
+  if (argc == 2 && strcmp(argv[1], "available") == 0) return Available();
+  if (argc == 5 && strcmp(argv[1], "missing") == 0) return Missing(argv[2], argv[3], argv[4]);
+  if (argc == 2 && strcmp(argv[1], "action") == 0) return Act();
   if (argc == 3 && strcmp(argv[1], "hold") == 0) {
     return Hold((uint32_t)strtoul(argv[2], NULL, 10));
   }
   if (argc == 2 && strcmp(argv[1], "unregister") == 0) return Unregister();
-  fprintf(stderr, "usage: %s register FOLDER | check [--scheduled] | hold SECONDS | unregister\n",
-          argv[0]);
+  fputs(
+      "usage: host register FOLDER | check [--scheduled] | available |\n"
+      "            missing NAME CATEGORY VERSION | action | hold SECONDS | unregister\n",
+      stderr);
   return 2;
 }

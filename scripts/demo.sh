@@ -1,6 +1,7 @@
 #!/bin/sh
-# Shows what the library is for: installs what is missing, builds, and runs the example host on a
-# throw-away machine (a folder with its own accounts), so that nothing outside changes.
+# Shows what the library is for: installs what is missing, builds, and runs the example host and the
+# reference updater on a throw-away machine (a folder with its own accounts), so that nothing outside
+# changes.
 set -eu
 cd "$(dirname "$0")/.."
 scripts/install.sh g++ cmake ninja-build libboost-dev libexpat1-dev libmd-dev libplist-dev libsystemd-dev \
@@ -11,25 +12,25 @@ cmake --build --preset release >/dev/null
 machine=$(mktemp -d)
 trap 'rm -rf "$machine"' EXIT
 trap 'exit 1' HUP INT PIPE TERM
-mkdir -p "$machine/home" "$machine/run"
+mkdir -p "$machine/home" "$machine/run" "$machine/etc"
 echo "kelly:x:$(id -u):$(id -g)::$machine/home:/bin/sh" >"$machine/passwd"
 echo "admin:x:5000:kelly" >"$machine/group"
-list="$machine/var/lib/Kelda/Updater6/KeldaESDGlobalApps.xml"
+shared="$machine/var/lib/Kelda/Updater6"
+list="$shared/KeldaESDGlobalApps.xml"
 data="$machine/home/.local/share/Kelda/Updater6"
 trace="$data/kxlLib.log"
-prefs="$data/KeldaUpdaterPrefs.dat"
-holds="$data/suppress_all.dat"
 
-# Stands where the updater is installed, and tells how it was started.
-updater="$machine/opt/Kelda Utilities.localized/Kelda Updater6/Kelda Updater.app/Contents/MacOS"
-mkdir -p "$updater"
-mkfifo "$machine/said"
-cat >"$updater/Kelda Updater" <<'END'
-#!/bin/sh
-echo "  the updater runs: KX_LAUNCH_MODE=$KX_LAUNCH_MODE${KX_LAUNCH_APPID:+ KX_LAUNCH_APPID=$KX_LAUNCH_APPID}" \
-  >"$KXL_ROOT/said"
+# The updater, and what it has to offer.
+bundle="$machine/opt/Kelda Utilities.localized/Kelda Updater6"
+mkdir -p "$bundle" "$shared/Catalogue"
+ln -s "$PWD/build/Kelda Updater.app" "$bundle"
+cat >"$shared/Catalogue/catalogue.xml" <<'END'
+<Catalogue>
+<Update appID="com.example.editor"/>
+<Component name="Dictionary" category="Spelling" version="1.2" file="dictionary.dat"/>
+</Catalogue>
 END
-chmod +x "$updater/Kelda Updater"
+echo "aardvark" >"$shared/Catalogue/dictionary.dat"
 
 title() { printf '\n\033[1m%s\033[0m\n' "$1"; }
 said() { grep -F "$1" "$trace" | tail -n 1; }
@@ -38,6 +39,16 @@ host() {
   env -u XDG_DATA_HOME LD_PRELOAD=libnss_wrapper.so NSS_WRAPPER_PASSWD="$machine/passwd" \
     NSS_WRAPPER_GROUP="$machine/group" KXL_ROOT="$machine" HOME="$machine/home" \
     XDG_RUNTIME_DIR="$machine/run" build/host "$@"
+}
+# The updater runs beside the host: waits until it has ended for the given time.
+updated() {
+  tries=0
+  until [ "$(grep -cs 'Log End' "$data/kxl.log")" = "$1" ] &&
+    ! grep -qs '(Kelda Updater) [^Z]' /proc/[0-9]*/stat; do
+    tries=$((tries + 1))
+    [ "$tries" -lt 300 ] || { echo "the updater does not end" && exit 1; }
+    sleep 0.1
+  done
 }
 
 title "An application registers itself, is found registered, and is moved:"
@@ -48,32 +59,48 @@ host register /srv/editor
 title "The machine's list, which the updater reads:"
 cat "$list"
 
-title "Update checks: a user's own, a scheduled one that is due, and one after the updater has looked:"
+title "Does an update wait for it? The updater is asked, and answers the next call:"
+host available
+updated 1
+cat "$data/Data/UpdateAvailable/com.example.editor/1.xml"
+host available
+
+title "It lacks a component: listed, fetched by the updater, and off the list again:"
+host missing Dictionary Spelling 1.2
+updated 2
+ls "$data/Install"
+[ ! -e "$data/KeldaMissingComps.xml" ]
+host missing Thesaurus Spelling 1.0
+updated 3
+grep AMissingComponent "$data/KeldaMissingComps.xml"
+
+title "The updater's plug-in action, and a check that a user asks for:"
+host action
+updated 4
 host check
-cat "$machine/said"
-host check --scheduled
-cat "$machine/said"
-# What the updater writes when it has looked.
-sed -i "s|</KeldaUpdater>|<LastDateCheck>$(date +%Y-%m-%d)</LastDateCheck></KeldaUpdater>|" "$prefs"
+updated 5
+grep -o "<LastDateCheck>.*" "$data/KeldaUpdaterPrefs.dat"
+
+title "A scheduled check is not due yet, or suppressed by a hold (13):"
 host check --scheduled
 said "not passed by"
-
-title "A hold (13: suppressed), and the administrator's switch (7: not enabled):"
 host hold 3600
-cat "$holds"
+cat "$data/suppress_all.dat"
 host check --scheduled || true
 host hold 0
-mkdir -p "$machine/etc"
+
+title "The administrator's switch (7):"
 echo '<plist version="1.0"><dict><key>Disable.Update</key><true/></dict></plist>' \
   >"$machine/etc/com.kelda.updater6.Admin.plist"
 host check || true
 
 title "The last application unregisters: the list goes, and the updater is started to tidy up:"
 host unregister
-cat "$machine/said"
+updated 6
 [ ! -e "$list" ]
 
-title "The trace of the first and the last call:"
-sed -n -e "s|$machine||; 5,12p" "$trace"
-echo ...
-sed -n -e "s|$machine||; /In KXLUnRegister/,\$p" "$trace" | sed '/^$/d'
+title "The library's trace of the query and of its answer:"
+sed -n -e "s|$machine||; /In KXLIsUpdateAvailable/,/return code/p" "$trace"
+
+title "The updater's log:"
+sed -e "/^\$/d; s|$machine||" "$data/kxl.log" | grep -v "Updater Log"

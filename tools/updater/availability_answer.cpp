@@ -1,0 +1,66 @@
+#include "updater/availability_answer.h"
+
+#include <csignal>
+#include <sstream>
+
+#include "esd/resource_locker.h"
+#include "esd/streams.h"
+#include "esd/xml_writer.h"
+#include "platform/file_copy.h"
+#include "platform/file_system.h"
+#include "stores/lock_files.h"
+#include "updater/catalogue.h"
+#include "util/trace_log.h"
+
+namespace updater {
+
+namespace {
+
+using Kind = Misbehaviour::Kind;
+
+std::string AnswerDocument(bool hasUpdate) {
+  const esd::XMLNodePointer document = esd::XMLDocumentNode::NewDocument();
+  const esd::XMLNodePointer info = esd::FindOrCreateChild(document, "UpdateInfo");
+  esd::FindOrCreateChild(info, "Result")->SetText(hasUpdate ? "1" : "0");
+  std::ostringstream text;
+  esd::WriteNode(text, *document);
+  return text.str();
+}
+
+// Through a companion: a reader finds a whole answer or none.
+bool WriteAnswer(const std::string& path, const std::string& text) {
+  const std::string companion = path + "_";
+  kxl::ESDofstream file(companion, "wb", std::ios::out | std::ios::trunc | std::ios::binary,
+                        kxl::Links::kRefuse);
+  if (!file.IsOpen()) return false;
+  file.Stream() << text;
+  const bool written = file.Close() && kxl::FileExchange(path, companion);
+  kxl::DeleteFile(companion);
+  return written;
+}
+
+}  // namespace
+
+bool AnswerAvailability(const std::string& appId, const std::string& answerPath,
+                        const Misbehaviour& misbehaviour) {
+  // The library takes the lock for a moment when it looks whether it is free.
+  esd::ResourceLocker lock(kxl::RequestLockName(appId), 1000);
+  if (!lock.Lock()) {
+    kxl::LogMessage(kxl::kLogNormal, kxl::Flush::kYes, "Another updater is answering.");
+    return true;
+  }
+  kxl::LogMessage(kxl::kLogNormal, kxl::Flush::kYes, "Answering.");
+  DelayIfLate(misbehaviour);
+  if (misbehaviour.kind == Kind::kDie) std::raise(SIGKILL);
+  if (misbehaviour.kind == Kind::kNever) return true;
+
+  const bool hasUpdate = Catalogue().HasUpdate(appId);
+  kxl::LogMessage(kxl::kLogNormal, kxl::Flush::kYes,
+                  (hasUpdate ? "An update waits for " : "No update waits for ") + appId);
+  std::string answer = AnswerDocument(hasUpdate);
+  if (misbehaviour.kind == Kind::kGarbage) answer = "no answer at all";
+  if (misbehaviour.kind == Kind::kHalf) answer.resize(answer.size() / 2);
+  return WriteAnswer(answerPath, answer);
+}
+
+}  // namespace updater

@@ -1,0 +1,63 @@
+#include "updater/notifications.h"
+
+#include <systemd/sd-bus.h>
+#include <systemd/sd-event.h>
+
+#include <csignal>
+#include <new>
+#include <utility>
+
+#include "util/trace_log.h"
+
+namespace updater {
+
+Notifications::Notifications(Handler handler) : handler_(std::move(handler)) {
+  // A task that is under way is finished first.
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGTERM);
+  sigprocmask(SIG_BLOCK, &signals, nullptr);
+  if (sd_event_new(&event_) < 0) throw std::bad_alloc();
+  sd_event_add_signal(event_, nullptr, SIGTERM, nullptr, nullptr);
+  if (Connect()) return;
+  kxl::LogMessage(kxl::kLogNormal, kxl::Flush::kYes, "Not on the session bus.");
+  bus_ = sd_bus_flush_close_unref(bus_);
+}
+
+Notifications::~Notifications() {
+  sd_bus_flush_close_unref(bus_);
+  sd_event_unref(event_);
+}
+
+bool Notifications::Connect() {
+  const auto filter = [](sd_bus_message* message, void* self, sd_bus_error* /*error*/) {
+    static_cast<const Notifications*>(self)->Handle(message);
+    return 0;
+  };
+  return sd_bus_open_user(&bus_) >= 0 && sd_bus_add_filter(bus_, nullptr, filter, this) >= 0 &&
+         sd_bus_add_match(bus_, nullptr,
+                          "type='signal',path='/com/kelda/updater6',"
+                          "interface='com.kelda.updater6.Notification',member='Posted'",
+                          nullptr, nullptr) >= 0 &&
+         sd_bus_request_name(bus_, "com.kelda.updater6", 0) >= 0 &&
+         sd_bus_attach_event(bus_, event_, SD_EVENT_PRIORITY_NORMAL) >= 0;
+}
+
+void Notifications::Handle(sd_bus_message* message) const {
+  const char* name = nullptr;
+  const char* object = nullptr;
+  if (sd_bus_message_is_method_call(message, "org.freedesktop.Application", "Activate") > 0) {
+    handler_("Activate");
+  } else if (sd_bus_message_is_signal(message, "com.kelda.updater6.Notification", "Posted") > 0 &&
+             sd_bus_message_read(message, "ss", &name, &object) > 0) {
+    handler_(object);
+  }
+}
+
+void Notifications::Serve(std::chrono::seconds quiet) {
+  const auto patience = static_cast<std::uint64_t>(std::chrono::microseconds(quiet).count());
+  while (sd_event_run(event_, patience) > 0) {
+  }
+}
+
+}  // namespace updater

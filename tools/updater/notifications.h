@@ -1,0 +1,42 @@
+// Being told things over the user's session bus.
+#ifndef KXL_TOOLS_UPDATER_NOTIFICATIONS_H
+#define KXL_TOOLS_UPDATER_NOTIFICATIONS_H
+
+#include <chrono>
+#include <functional>
+#include <string_view>
+
+struct sd_bus;
+struct sd_bus_message;
+struct sd_event;
+
+namespace updater {
+
+// Owns the name com.kelda.updater6 for as long as one lives. What is posted meanwhile waits for
+// Serve. Without a bus, or with the name taken, nothing is ever received.
+class Notifications {
+ public:
+  // Is given the object string of each notification, and "Activate" to come to the front. Must not
+  // throw.
+  using Handler = std::function<void(std::string_view)>;
+
+  explicit Notifications(Handler handler);
+  ~Notifications();
+  Notifications(const Notifications&) = delete;
+  Notifications& operator=(const Notifications&) = delete;
+
+  // Handles what comes until nothing has come for so long, or SIGTERM, which waits for Serve too.
+  void Serve(std::chrono::seconds quiet);
+
+ private:
+  void Handle(sd_bus_message* message) const;
+  bool Connect();
+
+  Handler handler_;
+  sd_event* event_ = nullptr;
+  sd_bus* bus_ = nullptr;
+};
+
+}  // namespace updater
+
+#endif  // KXL_TOOLS_UPDATER_NOTIFICATIONS_H

@@ -1,0 +1,65 @@
+#include "updater/update_check.h"
+
+#include <boost/date_time/gregorian/gregorian.hpp>
+#include <ctime>
+#include <vector>
+
+#include "platform/folders.h"
+#include "platform/path.h"
+#include "stores/registered_applications.h"
+#include "stores/suppress_file.h"
+#include "stores/updater_prefs.h"
+#include "updater/catalogue.h"
+#include "util/trace_log.h"
+
+namespace updater {
+
+namespace {
+
+void Log(const std::string& text) { kxl::LogMessage(kxl::kLogNormal, kxl::Flush::kYes, text); }
+
+// The library asks the date before it starts a scheduled check, and leaves a manual launch alone
+// that was not taken up.
+void RecordCheck() {
+  kxl::KeldaUpdaterPrefs preferences;
+  if (!preferences.ReloadIfChanged()) {
+    Log("The preferences cannot be locked or read.");
+    return;
+  }
+  namespace gregorian = boost::gregorian;
+  preferences.LastDateCheck.Set(
+      gregorian::to_iso_extended_string(gregorian::day_clock::local_day()));
+  preferences.IsFirstRun.Set(false);
+  preferences.Launch.Set("");
+}
+
+}  // namespace
+
+void CheckForUpdates(const std::string& appId) {
+  RecordCheck();
+  const Catalogue catalogue;
+  std::vector<kxl::KeldaUpdaterRegisteredApp> apps;
+  if (!kxl::KeldaUpdaterRegistrationManager().GetRegisteredApps(apps)) {
+    Log("The list of applications cannot be locked or read.");
+  }
+  for (const kxl::KeldaUpdaterRegisteredApp& app : apps) {
+    std::string id;
+    std::string name;
+    app.GetAppId(id);
+    app.GetDisplayName(name);
+    if (!appId.empty() && id != appId) continue;
+    Log(name + (catalogue.HasUpdate(id) ? ": an update waits" : ": up to date"));
+  }
+  if (AreNoticesHeld()) Log("No notices are shown.");
+}
+
+bool AreNoticesHeld() {
+  std::string folder;
+  if (!kxl::GetDataFolder(folder)) return false;
+  kxl::SuppressFile file(kxl::JoinPath(folder, kxl::kSuppressFileName));
+  if (!file.Lock() || !file.Read(std::time(nullptr))) return false;
+  for (const kxl::Hold& hold : file.Holds()) Log("Notices are held back by " + hold.appId);
+  return !file.Holds().empty();
+}
+
+}  // namespace updater

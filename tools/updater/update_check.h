@@ -1,0 +1,19 @@
+// Checking for updates.
+#ifndef KXL_TOOLS_UPDATER_UPDATE_CHECK_H
+#define KXL_TOOLS_UPDATER_UPDATE_CHECK_H
+
+#include <string>
+
+namespace updater {
+
+// Looks in the catalogue for the registered applications, or for the one with that identifier when
+// it is not empty, and records in the preferences that it did.
+void CheckForUpdates(const std::string& appId);
+
+// Reads the holds that applications have put on update notices, and logs them. Answers whether
+// there are any.
+bool AreNoticesHeld();
+
+}  // namespace updater
+
+#endif  // KXL_TOOLS_UPDATER_UPDATE_CHECK_H
