@@ -1,4 +1,6 @@
-// Starting the updater. Its task travels in environment variables.
+// Starting the updater. Its task travels in environment variables. Of several threads that launch,
+// one does and the others wait, so that each task travels alone and the environment is put back as
+// it was.
 #ifndef KXL_PLATFORM_LAUNCHER_H
 #define KXL_PLATFORM_LAUNCHER_H
 

@@ -8,17 +8,21 @@
 #include <unistd.h>
 
 #include <array>
+#include <boost/thread/lock_guard.hpp>
+#include <boost/thread/mutex.hpp>
 #include <cerrno>
 #include <climits>
 #include <csignal>
 #include <cstdlib>
 #include <map>
+#include <new>
 #include <optional>
 #include <string_view>
 
 #include "platform/file_system.h"
 #include "platform/folders.h"
 #include "platform/regular_file.h"
+#include "platform/thread_guards.h"
 
 namespace kxl {
 
@@ -119,6 +123,14 @@ bool RunShell(const std::string& command) {
   return WaitFor(child) == 0;
 }
 
+// Held while a launch changes the environment: two at once would hand each other's task on, and put
+// back what the other one had set.
+boost::mutex launching;
+
+// A child forked while another thread was launching begins anew: that thread is not in it.
+[[maybe_unused]] const bool resetsInChild =
+    CallAroundFork(nullptr, nullptr, [] { new (&launching) boost::mutex; });
+
 // Sets variables for a scope and puts back what was there.
 class ScopedEnvironment {
  public:
@@ -165,6 +177,7 @@ bool OpenUpdaterApplication(const EnvironmentList& environment) {
 }
 
 bool LaunchApplication(const std::string& path, const EnvironmentList& environment) {
+  const boost::lock_guard<boost::mutex> guard(launching);
   for (const auto& [name, value] : environment) setenv(name.c_str(), value.c_str(), 1);
   if (!PathExists(path)) return RunShell(path);
   if (StartDetached(IsFolder(path) ? ExecutableInBundle(path) : path)) return true;
@@ -174,6 +187,7 @@ bool LaunchApplication(const std::string& path, const EnvironmentList& environme
 bool RunUpdaterExecutable(const EnvironmentList& environment, Background background) {
   std::string bundle;
   if (!GetUpdaterBundlePath(bundle)) return false;
+  const boost::lock_guard<boost::mutex> guard(launching);
   const ScopedEnvironment variables(environment);
   const std::string executable = ExecutableInBundle(bundle);
   if (!PathExists(executable)) return false;

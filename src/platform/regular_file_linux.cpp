@@ -38,6 +38,7 @@ int OpenFlags(FileAccess access) {
 OpenStatus StatusOf(int error) {
   switch (error) {
     case ENOENT:
+    case ENOTDIR:  // a file stands where the folder belongs
       return OpenStatus::kMissing;
     case EISDIR:
       return OpenStatus::kFolder;

@@ -15,7 +15,7 @@ std::string ListPath() {
   if (!GetDataFolder(folder)) {
     throw std::runtime_error("Unable to determine missing comps filepath!");
   }
-  return JoinPath(folder, "KeldaMissingComps.xml");
+  return JoinPath(folder, kMissingComponentsFileName);
 }
 
 constexpr esd::NameIs kIsComponent(KeldaUpdaterAMissingComponent::ElementName());

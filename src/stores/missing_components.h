@@ -26,6 +26,8 @@
 
 namespace kxl {
 
+inline constexpr char kMissingComponentsFileName[] = "KeldaMissingComps.xml";
+
 // One component: a handle on its element.
 class KeldaUpdaterAMissingComponent : public XMLBoundObject<KeldaUpdaterAMissingComponent> {
  public:

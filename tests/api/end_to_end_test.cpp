@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "esd/resource_locker.h"
+#include "stores/missing_components.h"
 #include "support/host.h"
 #include "support/updater.h"
 
@@ -105,9 +106,11 @@ TEST_F(EndToEnd, AllNineFunctions) {
     for (std::size_t at; (at = log.find(frame)) != std::string::npos;) log.erase(at, strlen(frame));
   }
   EXPECT_EQ(log,
-            "Query of a\nAnswering.\nAn update waits for a\nMissing components\nFetched = one.dat\n"
-            "Plug-in action for a\nManual check\nA: an update waits\nNotices are held back by a\n"
-            "No notices are shown.\nNothing left to look after\nTidied up.\n");
+            "Query of a\nAnswering.\nAn update waits for a\nDone.\n"
+            "Missing components\nFetched = one.dat\nDone.\n"
+            "Plug-in action for a\nDone.\nManual check\nA: an update waits\n"
+            "Notices are held back by a\nNo notices are shown.\nDone.\n"
+            "Nothing left to look after\nTidied up.\nDone.\n");
 }
 
 TEST_F(EndToEnd, AMisbehavingUpdaterHarmsNoHost) {
@@ -137,14 +140,30 @@ TEST_F(EndToEnd, AMisbehavingUpdaterHarmsNoHost) {
   EXPECT_EQ(Calls({kAsk}), std::vector{1001});
 }
 
-int StayingUpdater(const Link& /*parent*/, const Arguments& /*arguments*/) {
+int Updater(const Link& /*parent*/, const Arguments& /*arguments*/) {
   execl(UPDATER, UPDATER, nullptr);
   return 1;
 }
 
+TEST_F(EndToEnd, TwoUpdatersFetchOneAfterTheOther) {
+  const std::string large(20000000, 'x');
+  WriteFile(InTestFolder("var/lib/Kelda/Updater6/Catalogue/one.dat"), large);
+  WriteFile(DownloadedFile() + "_", "the user's own");
+  {
+    kxl::KeldaUpdaterMissingCompsManager list;
+    ASSERT_EQ(list.AddMissingComponent({"a", "A", "/a", 0, "o", "c", "1"}), kxl::AddResult::kAdded);
+  }
+  ChildProcess one(Updater, {}, {{"KX_LAUNCH_MODE", "3"}});
+  ChildProcess other(Updater, {}, {{"KX_LAUNCH_MODE", "3"}});
+  EXPECT_EQ(one.Exit() + other.Exit(), 0);
+  EXPECT_TRUE(ReadFile(DownloadedFile()) == large);
+  EXPECT_FALSE(fs::exists(ComponentsPath()));
+  EXPECT_TRUE(fs::remove(DownloadedFile() + "_"));
+}
+
 TEST_F(EndToEnd, AnUpdaterThatStaysIsTold) {
   const SessionBus bus;
-  ChildProcess updater(StayingUpdater, {}, {{"KXL_UPDATER_STAY", "600"}});
+  ChildProcess updater(Updater, {}, {{"KXL_UPDATER_STAY", "600"}});
   const auto wait = [](const char* line) {
     while (!fs::exists(UpdaterLog()) || Count(ReadLog(UpdaterLog()), line) == 0) {
       std::this_thread::yield();

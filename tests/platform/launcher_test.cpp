@@ -5,6 +5,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <thread>
+
 #include "support/test_folder.h"
 
 namespace {
@@ -68,6 +70,23 @@ TEST(Launcher, RunsTheExecutableWithVariablesForTheCall) {
   EXPECT_EQ(getenv("KXL_A"), nullptr);
   EXPECT_STREQ(getenv("KXL_B"), "before");
   unsetenv("KXL_B");
+}
+
+// Each task has to arrive as it was given, and none may stay behind for a later launch.
+TEST(Launcher, ThreadsLaunchOneAfterTheOther) {
+  WriteScript(UpdaterExecutable(), ": >\"$KXL_ROOT/started.$KXL_A\"\n");
+  const auto launch = [](int first) {
+    for (int task = first; task < first + 4; ++task) {
+      kxl::RunUpdaterExecutable({{"KXL_A", std::to_string(task)}}, kxl::Background::kNo);
+    }
+  };
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) threads.emplace_back(launch, i * 4);
+  for (std::thread& thread : threads) thread.join();
+  for (int task = 0; task < 16; ++task) {
+    EXPECT_TRUE(fs::exists(InTestFolder("started." + std::to_string(task)))) << task;
+  }
+  EXPECT_EQ(getenv("KXL_A"), nullptr);
 }
 
 TEST(Launcher, QuotesAsFarAsThePathWasLong) {

@@ -29,6 +29,7 @@ std::string AnswerDocument(bool hasUpdate) {
 
 // Through a companion: a reader finds a whole answer or none.
 bool WriteAnswer(const std::string& path, const std::string& text) {
+  if (!path.starts_with('/')) return false;  // the library found no folder for it
   const std::string companion = path + "_";
   kxl::ESDofstream file(companion, "wb", std::ios::out | std::ios::trunc | std::ios::binary,
                         kxl::Links::kRefuse);

@@ -1,6 +1,12 @@
 #include "updater/component_fetch.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -8,6 +14,7 @@
 #include "platform/file_copy.h"
 #include "platform/file_system.h"
 #include "platform/path.h"
+#include "platform/regular_file.h"
 #include "stores/missing_components.h"
 #include "stores/updater_prefs.h"
 #include "updater/catalogue.h"
@@ -17,14 +24,28 @@ namespace updater {
 
 namespace {
 
+// Keeps other updaters out of the folder for as long as one lives; the system lets go of it when
+// the process is killed.
+class FolderGuard {
+ public:
+  explicit FolderGuard(const std::string& folder)
+      : folder_(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+    while (flock(folder_.get(), LOCK_EX) != 0 && errno == EINTR) {
+    }
+  }
+
+ private:
+  kxl::FileDescriptor folder_;
+};
+
 // Under its name in the folder stands the whole file, or what was there before.
 bool Fetch(const std::string& file, const std::string& folder) {
   const std::string name = std::filesystem::path(file).filename();
-  const std::string path = kxl::JoinPath(folder, name);
-  const std::string companion = path + "_";
-  kxl::DeleteFile(companion);
-  const bool fetched = kxl::CopyFile(file, companion) && kxl::FileExchange(path, companion);
-  kxl::DeleteFile(companion);
+  const std::string partial = kxl::JoinPath(folder, ".kxl-" + std::to_string(getpid()) + ".part");
+  kxl::DeleteFile(partial);
+  const bool fetched = kxl::CopyFile(file, partial) &&
+                       rename(partial.c_str(), kxl::JoinPath(folder, name).c_str()) == 0;
+  kxl::DeleteFile(partial);
   kxl::LogValue(kxl::kLogNormal, kxl::Flush::kYes, fetched ? "Fetched" : "Could not fetch", name);
   return fetched;
 }
@@ -39,12 +60,19 @@ bool FetchComponent(const Catalogue& catalogue, const kxl::KeldaUpdaterAMissingC
 
 }  // namespace
 
-void FetchMissingComponents() {
+bool FetchMissingComponents() {
   const Catalogue catalogue;
-  const std::string folder = kxl::KeldaUpdaterPrefs().DownloadDir.GetOr({});
+  kxl::KeldaUpdaterPrefs preferences;
+  std::string folder;
+  if (!preferences.ReloadIfChanged() || !preferences.DownloadDir.Get(folder)) return false;
+  preferences.Release();
+  if (!kxl::CreateFolderTree(folder)) return false;
+
+  const FolderGuard guard(folder);
   kxl::KeldaUpdaterMissingCompsManager list;
   std::vector<kxl::KeldaUpdaterMissingCompsApp> apps;
-  if (folder.empty() || !kxl::CreateFolderTree(folder) || !list.GetMissingCompsApps(apps)) return;
+  if (!list.GetMissingCompsApps(apps)) return false;
+  bool isWritten = true;
   for (const kxl::KeldaUpdaterMissingCompsApp& app : apps) {
     std::string appId;
     std::vector<kxl::KeldaUpdaterAMissingComponent> components;
@@ -52,10 +80,9 @@ void FetchMissingComponents() {
     std::erase_if(components, [&](const kxl::KeldaUpdaterAMissingComponent& component) {
       return !FetchComponent(catalogue, component, folder);
     });
-    if (!list.RemoveComponents(appId, components)) {
-      kxl::LogMessage(kxl::kLogNormal, kxl::Flush::kYes, "The list could not be written.");
-    }
+    isWritten = list.RemoveComponents(appId, components) && isWritten;
   }
+  return isWritten;
 }
 
 }  // namespace updater

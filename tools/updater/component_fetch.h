@@ -5,8 +5,9 @@
 namespace updater {
 
 // Copies what the catalogue has of the listed components to the download folder of the preferences,
-// and takes it off the list. The rest stays listed.
-void FetchMissingComponents();
+// and takes it off the list. The rest stays listed. Waits while another updater does the same.
+// False when the preferences or the list cannot be read or written.
+bool FetchMissingComponents();
 
 }  // namespace updater
 

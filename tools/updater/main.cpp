@@ -3,10 +3,15 @@
 #include <cstdlib>
 #include <exception>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
 #include "esd/number_text.h"
+#include "platform/file_system.h"
+#include "platform/folders.h"
+#include "platform/path.h"
+#include "stores/missing_components.h"
 #include "stores/updater_prefs.h"
 #include "updater/availability_answer.h"
 #include "updater/component_fetch.h"
@@ -27,10 +32,21 @@ std::string Variable(const char* name) {
 void Log(const std::string& text) { kxl::LogMessage(kxl::kLogNormal, kxl::Flush::kYes, text); }
 
 void OpenLog() {
-  const kxl::KeldaUpdaterPrefs preferences;
+  kxl::KeldaUpdaterPrefs preferences;
+  preferences.ReloadIfChanged();
   const std::string path = preferences.logFile.GetOr({});
   kxl::IsLogOpen(path.empty() ? kxl::UpdaterLogPath() : path,
                  preferences.logLevel.GetOr(kxl::kLogNormal));
+}
+
+// The list of missing components, as far as a change of it shows.
+kxl::ModificationStamp ListStamp() {
+  std::string folder;
+  kxl::ModificationStamp stamp;
+  if (kxl::FindDataFolder(folder)) {
+    kxl::GetModificationStamp(kxl::JoinPath(folder, kxl::kMissingComponentsFileName), stamp);
+  }
+  return stamp;
 }
 
 // A query and an action are named for one start only. The launch mode stays in the environment of
@@ -47,17 +63,18 @@ bool DoTask(const updater::Misbehaviour& misbehaviour) {
   const std::string mode = Variable("KX_LAUNCH_MODE");
   if (!action.empty()) {
     Log("Plug-in action for " + action);
-  } else if (mode == "3") {
-    Log("Missing components");
-    updater::FetchMissingComponents();
-  } else if (mode == "5") {
-    Log("Nothing left to look after");
-    updater::TidyUp();
-  } else {
-    Log(mode == "1" ? "Scheduled check" : "Manual check");
-    updater::CheckForUpdates(Variable("KX_LAUNCH_APPID"));
+    return true;
   }
-  return true;
+  if (mode == "3") {
+    Log("Missing components");
+    return updater::FetchMissingComponents();
+  }
+  if (mode == "5") {
+    Log("Nothing left to look after");
+    return updater::TidyUp();
+  }
+  Log(mode == "1" ? "Scheduled check" : "Manual check");
+  return updater::CheckForUpdates(Variable("KX_LAUNCH_APPID"));
 }
 
 // Must not throw: the bus library is on the stack.
@@ -77,11 +94,17 @@ int Run() {
   if (misbehaviour.kind == updater::Misbehaviour::Kind::kExit) return misbehaviour.number;
   std::int32_t quietSeconds = 0;
   const bool stays = esd::ParseInteger(Variable("KXL_UPDATER_STAY"), quietSeconds);
+  if (quietSeconds < 0) throw std::runtime_error("Cannot stay for less than no time.");
   // Before the task, so that nothing posted during it is lost.
   std::optional<updater::Notifications> notifications;
   if (stays) notifications.emplace(HandleNotification);
-  const bool done = DoTask(misbehaviour);
+  const kxl::ModificationStamp before = ListStamp();
+  bool done = DoTask(misbehaviour);
   if (stays) notifications->Serve(std::chrono::seconds(quietSeconds));
+  notifications.reset();
+  // An application that found this process running has not started another one.
+  if (ListStamp() != before) done = updater::FetchMissingComponents() && done;
+  Log(done ? "Done." : "Not done.");
   return done ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 

@@ -1,11 +1,13 @@
 #include "updater/tidying.h"
 
 #include <filesystem>
+#include <set>
 #include <string>
 #include <string_view>
 #include <system_error>
 #include <vector>
 
+#include "esd/resource_locker.h"
 #include "platform/file_system.h"
 #include "platform/folders.h"
 #include "platform/path.h"
@@ -19,33 +21,41 @@ namespace {
 
 void Log(const char* text) { kxl::LogMessage(kxl::kLogNormal, kxl::Flush::kYes, text); }
 
-void RemoveStaleLockFiles() {
-  constexpr std::string_view kPrefix = "lock.";
-  std::string folder;
-  if (!kxl::GetLockFolder(folder)) return;
+// The names in the folder that begin with the prefix, without it.
+std::set<std::string> NamesIn(const std::string& folder, std::string_view prefix) {
+  std::set<std::string> names;
   std::error_code error;
   for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
-    const std::string file = entry.path().filename();
-    if (!file.starts_with(kPrefix)) continue;
-    const std::string name = file.substr(kPrefix.size());
-    if (!kxl::IsLockFileBusy(name)) kxl::RemoveLockFile(name);
+    const std::string name = entry.path().filename();
+    if (name.starts_with(prefix)) names.insert(name.substr(prefix.size()));
   }
+  return names;
 }
 
 }  // namespace
 
-void TidyUp() {
+bool TidyUp() {
   std::vector<kxl::KeldaUpdaterRegisteredApp> apps;
-  if (!kxl::KeldaUpdaterRegistrationManager().GetRegisteredApps(apps) || !apps.empty()) {
+  if (!kxl::KeldaUpdaterRegistrationManager().GetRegisteredApps(apps)) return false;
+  if (!apps.empty()) {
     Log("There is something to look after.");
-    return;
+    return true;
   }
-  std::string folder;
-  if (kxl::GetDataSubfolder(folder)) {
-    kxl::RemoveFileSystemObject(kxl::JoinPath(folder, "UpdateAvailable"));
+  std::string answers;
+  std::string locks;
+  if (!kxl::GetDataSubfolder(answers) || !kxl::GetLockFolder(locks)) return false;
+  answers = kxl::JoinPath(answers, "UpdateAvailable");
+  std::set<std::string> names = NamesIn(locks, "lock.");
+  names.merge(NamesIn(answers, ""));
+  for (const std::string& name : names) {
+    // A request that is being answered is somebody's who did not register.
+    esd::ResourceLocker lock(kxl::RequestLockName(name), 0);
+    if (!lock.Lock()) continue;
+    kxl::RemoveFileSystemObject(kxl::JoinPath(answers, name));
+    kxl::RemoveLockFile(name);
   }
-  RemoveStaleLockFiles();
   Log("Tidied up.");
+  return true;
 }
 
 }  // namespace updater

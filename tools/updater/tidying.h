@@ -5,8 +5,8 @@
 namespace updater {
 
 // Removes answers that nobody has read and lock files that nobody works behind. Does nothing when
-// an application has registered meanwhile.
-void TidyUp();
+// an application has registered meanwhile. False when the list cannot be read.
+bool TidyUp();
 
 }  // namespace updater
 

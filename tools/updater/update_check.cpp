@@ -20,28 +20,21 @@ void Log(const std::string& text) { kxl::LogMessage(kxl::kLogNormal, kxl::Flush:
 
 // The library asks the date before it starts a scheduled check, and leaves a manual launch alone
 // that was not taken up.
-void RecordCheck() {
-  kxl::KeldaUpdaterPrefs preferences;
-  if (!preferences.ReloadIfChanged()) {
-    Log("The preferences cannot be locked or read.");
-    return;
-  }
+bool RecordCheck() {
   namespace gregorian = boost::gregorian;
-  preferences.LastDateCheck.Set(
-      gregorian::to_iso_extended_string(gregorian::day_clock::local_day()));
-  preferences.IsFirstRun.Set(false);
-  preferences.Launch.Set("");
+  kxl::KeldaUpdaterPrefs preferences;
+  const std::string today = gregorian::to_iso_extended_string(gregorian::day_clock::local_day());
+  return preferences.ReloadIfChanged() && preferences.LastDateCheck.Set(today) &&
+         preferences.IsFirstRun.Set(false) && preferences.Launch.Set("");
 }
 
 }  // namespace
 
-void CheckForUpdates(const std::string& appId) {
-  RecordCheck();
+bool CheckForUpdates(const std::string& appId) {
+  const bool isRecorded = RecordCheck();
   const Catalogue catalogue;
   std::vector<kxl::KeldaUpdaterRegisteredApp> apps;
-  if (!kxl::KeldaUpdaterRegistrationManager().GetRegisteredApps(apps)) {
-    Log("The list of applications cannot be locked or read.");
-  }
+  const bool isListed = kxl::KeldaUpdaterRegistrationManager().GetRegisteredApps(apps);
   for (const kxl::KeldaUpdaterRegisteredApp& app : apps) {
     std::string id;
     std::string name;
@@ -51,6 +44,7 @@ void CheckForUpdates(const std::string& appId) {
     Log(name + (catalogue.HasUpdate(id) ? ": an update waits" : ": up to date"));
   }
   if (AreNoticesHeld()) Log("No notices are shown.");
+  return isRecorded && isListed;
 }
 
 bool AreNoticesHeld() {

@@ -7,8 +7,9 @@
 namespace updater {
 
 // Looks in the catalogue for the registered applications, or for the one with that identifier when
-// it is not empty, and records in the preferences that it did.
-void CheckForUpdates(const std::string& appId);
+// it is not empty, and records in the preferences that it did. False when the preferences or the
+// list cannot be read or written.
+bool CheckForUpdates(const std::string& appId);
 
 // Reads the holds that applications have put on update notices, and logs them. Answers whether
 // there are any.
