@@ -5,6 +5,7 @@
 set -eu
 cd "$(dirname "$0")/.."
 scripts/install.sh g++ cmake ninja-build libboost-dev libexpat1-dev libmd-dev libplist-dev libsystemd-dev \
+  libcli11-dev nlohmann-json3-dev \
   libnss-wrapper
 cmake --preset release -DKXL_BUILD_TESTS=OFF >/dev/null
 cmake --build --preset release >/dev/null

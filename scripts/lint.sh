@@ -3,6 +3,7 @@
 set -eu
 cd "$(dirname "$0")/.."
 scripts/install.sh g++ cmake ninja-build libboost-dev libexpat1-dev libmd-dev libplist-dev libsystemd-dev libgtest-dev \
+  libcli11-dev nlohmann-json3-dev \
   clang-format clang-tidy shellcheck
 git ls-files '*.h' '*.c' '*.cpp' | xargs clang-format --dry-run -Werror
 git ls-files '*.sh' .ci/run | xargs shellcheck

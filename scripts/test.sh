@@ -4,7 +4,7 @@
 set -eu
 cd "$(dirname "$0")/.."
 scripts/install.sh g++ cmake ninja-build libboost-dev libexpat1-dev libmd-dev libgtest-dev \
-  libplist-dev libsystemd-dev \
+  libplist-dev libsystemd-dev libcli11-dev nlohmann-json3-dev \
   libnss-wrapper libuid-wrapper dbus-daemon
 [ $# -gt 0 ] || set -- release
 for preset in "$@"; do

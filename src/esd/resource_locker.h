@@ -19,6 +19,9 @@ namespace esd {
 // written '_', since Linux allows none within a name; the file is then /dev/shm/sem.<that name>.
 std::string SemaphoreName(const std::string& resourceName);
 
+// The file that exists while the lock on a resource of that name is held.
+std::string SemaphorePath(const std::string& resourceName);
+
 enum class Force : bool { kNo, kYes };
 
 class LockPolicyInterface {

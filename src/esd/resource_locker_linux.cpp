@@ -9,14 +9,26 @@
 
 namespace esd {
 
+namespace {
+
+std::string SystemName(const std::string& resourceName) {
+  std::string name = SemaphoreName(resourceName);
+  std::replace(name.begin(), name.end(), '/', '_');
+  return name;
+}
+
+}  // namespace
+
+std::string SemaphorePath(const std::string& resourceName) {
+  return "/dev/shm/sem." + SystemName(resourceName);
+}
+
 class ResourceLocker::ResourceLockerPlat {
  public:
   ResourceLockerPlat(std::string resourceName, std::uint32_t waitMilliseconds)
       : resourceName_(std::move(resourceName)),
-        systemName_(SemaphoreName(resourceName_)),
-        wait_(waitMilliseconds) {
-    std::replace(systemName_.begin(), systemName_.end(), '/', '_');
-  }
+        systemName_(SystemName(resourceName_)),
+        wait_(waitMilliseconds) {}
 
   ~ResourceLockerPlat() {
     // Somebody may have removed the semaphore under us; its memory has to go all the same.

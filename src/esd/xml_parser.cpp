@@ -130,6 +130,11 @@ bool ExpatDOMBuilder::ParseFile(const std::string& path, bool defaultResult, kxl
   return lastRead_ == ReadStatus::kParsed;
 }
 
+bool ExpatDOMBuilder::ParseStream(std::istream& stream) {
+  lastRead_ = Parse(stream);
+  return lastRead_ == ReadStatus::kParsed;
+}
+
 ReadStatus ExpatDOMBuilder::Parse(std::istream& stream) {
   std::uint64_t total = 0;
   do {

@@ -52,7 +52,9 @@ class ExpatDOMBuilder {
   // or is empty. What was built before a failure stays in the document.
   bool ParseFile(const std::string& path, bool defaultResult,
                  kxl::Links links = kxl::Links::kFollow);
-  // Why the last ParseFile answered what it did.
+  // Reads a document from a stream to its end. True when it was parsed.
+  bool ParseStream(std::istream& stream);
+  // Why the last ParseFile or ParseStream answered what it did.
   ReadStatus LastRead() const { return lastRead_; }
 
   // Null before Init and after Reset.

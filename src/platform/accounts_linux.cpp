@@ -87,20 +87,21 @@ std::vector<gid_t> ProcessGroups() {
 
 }  // namespace
 
-bool IsUserAdmin() { return IsUserAdmin(PackedSystemVersion()); }
+AdminRule FindAdminRule() { return FindAdminRule(PackedSystemVersion()); }
 
-bool IsUserAdmin(std::uint32_t systemVersion) {
+AdminRule FindAdminRule(std::uint32_t systemVersion) {
   {
     const auto group = GroupNamed(systemVersion < kAdminGroupSince ? "wheel" : "admin");
-    if (group && IsMember(getuid(), group)) return true;
+    if (group && IsMember(getuid(), group)) return AdminRule::kAccountDatabase;
   }
   const std::string_view wanted =
       systemVersion > 0 && systemVersion < kAdminGroupSince ? "wheel" : "admin";
   for (const gid_t id : ProcessGroups()) {
     const auto group = GroupWithId(id);
-    if (group.IsKnownMissing() || (group && group->gr_name == wanted)) return true;
+    if (group.IsKnownMissing()) return AdminRule::kUnknownGroup;
+    if (group && group->gr_name == wanted) return AdminRule::kProcessGroups;
   }
-  return false;
+  return AdminRule::kNone;
 }
 
 }  // namespace kxl

@@ -1,0 +1,84 @@
+#include "kxl/restoring.h"
+
+#include <sstream>
+
+#include "esd/xml_parser.h"
+#include "kxl/places.h"
+#include "platform/file_system.h"
+#include "platform/regular_file.h"
+#include "stores/missing_components.h"
+#include "stores/registered_applications.h"
+
+namespace tool {
+
+namespace {
+
+esd::XMLNodePointer ParseElement(const std::string& text, std::string_view name) {
+  esd::ExpatDOMBuilder builder;
+  std::istringstream stream(text);
+  if (!builder.Init() || !builder.ParseStream(stream)) return {};
+  return esd::FindChild(builder.Document(), name);
+}
+
+// Each piece of the text from a start tag of that name to the next end tag, as far as it parses.
+std::vector<esd::XMLNodePointer> ReadableElements(const std::string& text, std::string_view name) {
+  const std::string startTag = "<" + std::string(name) + " ";
+  const std::string endTag = "</" + std::string(name) + ">";
+  std::vector<esd::XMLNodePointer> elements;
+  for (std::size_t start = text.find(startTag); start != std::string::npos;) {
+    const std::size_t next = text.find(startTag, start + 1);
+    const std::size_t end = text.find(endTag, start);
+    if (end < next) {
+      const std::string piece = text.substr(start, end + endTag.size() - start);
+      if (const esd::XMLNodePointer element = ParseElement(piece, name)) {
+        elements.push_back(element);
+      }
+    }
+    start = next;
+  }
+  return elements;
+}
+
+bool IsAdded(kxl::KeldaUpdaterRegistrationManager& list, const esd::XMLNodePointer& element) {
+  const kxl::KeldaUpdaterRegisteredApp entry(element);
+  kxl::KeldaUpdaterRegisteredApp listed{esd::XMLNodePointer()};
+  std::string id;
+  return entry.GetAppId(id) && !list.Find(id, listed) &&
+         list.Register(entry) == kxl::RegisterResult::kAdded;
+}
+
+bool IsAdded(kxl::KeldaUpdaterMissingCompsManager& list, const esd::XMLNodePointer& element) {
+  const kxl::KeldaUpdaterMissingCompsApp entry(element);
+  kxl::KeldaUpdaterMissingCompsApp listed{esd::XMLNodePointer()};
+  std::string id;
+  return entry.GetAppID(id) && !list.Find(id, listed) && list.Add(entry) == kxl::AddResult::kAdded;
+}
+
+template <typename List, typename Entry>
+void Restore(Output& output, const std::string& path) {
+  const std::string aside = path + ".damaged";
+  std::string text;
+  if (path.empty() || !kxl::PathExists(aside)) return;
+  if (kxl::ReadRegularFile(aside, text) != kxl::OpenStatus::kOpened) {
+    output.Error(aside + " cannot be opened or read");
+    return;
+  }
+  List list;
+  std::size_t added = 0;
+  const auto elements = ReadableElements(text, Entry::ElementName());
+  for (const esd::XMLNodePointer& element : elements) added += IsAdded(list, element) ? 1 : 0;
+  output.Row({{"restored", added}, {"readable", elements.size()}, {"path", aside}},
+             {aside, std::to_string(added) + " of " + std::to_string(elements.size()) +
+                         " readable entries put back, the rest was listed already or is refused"});
+}
+
+}  // namespace
+
+void RestoreSetAside(Output& output) {
+  Restore<kxl::KeldaUpdaterRegistrationManager, kxl::KeldaUpdaterRegisteredApp>(output,
+                                                                                ApplicationsPath());
+  Restore<kxl::KeldaUpdaterMissingCompsManager, kxl::KeldaUpdaterMissingCompsApp>(output,
+                                                                                  ComponentsPath());
+}
+
+}  // namespace tool
