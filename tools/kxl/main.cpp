@@ -185,9 +185,7 @@ void AddMending(CLI::App& app, CommandLine& line) {
   });
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int Run(int argc, char** argv) {
   CLI::App app("Register applications with the updater, and look after the files they share.",
                "kxl");
   CommandLine line;
@@ -207,5 +205,15 @@ int main(int argc, char** argv) {
   } catch (const std::exception& error) {
     output.Error(error.what());
     return output.ExitStatus();
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return Run(argc, argv);
+  } catch (...) {
+    return EX_SOFTWARE;  // out of memory, with nothing left to say so
   }
 }

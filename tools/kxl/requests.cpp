@@ -114,6 +114,7 @@ int ReportMissing(Output& output, const Application& application, const MissingO
                           options.components[i + 2].c_str()});
   }
   std::vector<const KXLMissingComponent*> pointers;
+  pointers.reserve(components.size());
   for (const KXLMissingComponent& component : components) pointers.push_back(&component);
   const KXLMissingComponentList list = {static_cast<std::uint32_t>(pointers.size()),
                                         pointers.data()};
