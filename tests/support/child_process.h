@@ -23,6 +23,7 @@ class Link {
   bool Await() const;  // false when the other side has gone
   void Write(std::string_view text) const;
   std::string ReadAll() const;  // until the other side closes
+  int ReadEnd() const { return readEnd_; }
 
  protected:
   int readEnd_;

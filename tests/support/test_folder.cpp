@@ -16,9 +16,7 @@ namespace {
 std::string folder;
 
 void ExpectNoLock(const std::string& resource) {
-  std::string name = esd::SemaphoreName(resource);
-  for (char& character : name) character = character == '/' ? '_' : character;
-  const std::string semaphore = "/dev/shm/sem." + name;
+  const std::string semaphore = esd::SemaphorePath(resource);
   EXPECT_FALSE(fs::exists(semaphore)) << "the lock on " << resource << " was left behind";
   fs::remove(semaphore);
 }

@@ -65,8 +65,14 @@ std::vector<Holder> FindHolders(const struct stat& semaphore) {
 Lock LookAtLock(const std::string& name) {
   Lock lock = {name, esd::SemaphorePath(ResourceName(name)), LockState::kFree, {}};
   struct stat semaphore;
-  if (stat(lock.semaphore.c_str(), &semaphore) != 0) return lock;
-  lock.holders = FindHolders(semaphore);
+  struct stat now;
+  // A holder has the semaphore mapped for as long as it has its name. One that went away during the
+  // search was released, and tells nothing about the next one.
+  do {
+    if (stat(lock.semaphore.c_str(), &semaphore) != 0) return lock;
+    lock.holders = FindHolders(semaphore);
+    if (stat(lock.semaphore.c_str(), &now) != 0) now.st_ino = 0;
+  } while (now.st_ino != semaphore.st_ino);
   if (!lock.holders.empty()) {
     lock.state = LockState::kHeld;
   } else if (geteuid() == 0 || semaphore.st_uid == geteuid()) {

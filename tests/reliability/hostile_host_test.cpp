@@ -1,0 +1,115 @@
+// Hosts that are not as a library would wish them.
+#include <fcntl.h>
+#include <kxl/kxl.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <thread>
+
+#include "support/host.h"
+
+namespace {
+
+using namespace kxl_test;
+
+const std::vector<Call> kAllNine = {
+    {"GetVersion"},
+    {"IsUpdateCheckEnabled"},
+    {"RegisterApplication", "a", "A", "/a"},
+    {"TriggerUpdateCheck", "a", "A", "/a", "", "0"},
+    {"IsUpdateAvailable", "a", "A", "/a"},
+    {"DownloadMissingComponents", "a", "A", "/a", "", "n", "c", "1"},
+    {"DoPluginAction", "a"},
+    {"SuppressUpdates", "a", "60"},
+    {"UnRegisterApplication", "a"}};
+// There is no updater.
+const std::vector<int> kAnswers = {6, 1, 0, ESD_ERR_KX, ESD_ERR_KX, ESD_ERR_KX, ESD_ERR_KX, 0, 0};
+
+int MakeAllCalls(const std::vector<Call>& calls, const std::vector<int>& answers) {
+  for (std::size_t i = 0; i < calls.size(); ++i) {
+    if (MakeCall(calls[i]) != answers[i]) return static_cast<int>(100 + i);
+  }
+  return 0;
+}
+
+void* CallFromThread(void* result) {
+  *static_cast<int*>(result) = MakeAllCalls(kAllNine, kAnswers);
+  return nullptr;
+}
+
+int OnSmallStack() {
+  int result = -1;
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  pthread_attr_setstacksize(&attributes, 64 * 1024);
+  pthread_t thread;
+  if (pthread_create(&thread, &attributes, CallFromThread, &result) != 0) return 1;
+  pthread_join(thread, nullptr);
+  return result;
+}
+
+int OddHost(const Link& /*parent*/, const Arguments& arguments) {
+  const std::string& oddity = arguments[0];
+  if (oddity == "SIGCHLD is ignored") signal(SIGCHLD, SIG_IGN);
+  if (oddity == "SIGCHLD has a handler") signal(SIGCHLD, [](int) { _exit(99); });
+  if (oddity == "no standard streams") {
+    for (const int stream : {0, 1, 2}) close(stream);
+  }
+  if (oddity == "umask 0777") umask(0777);
+  if (oddity == "no HOME") unsetenv("HOME");
+  if (oddity == "a working directory that is gone") {
+    const std::string folder = arguments[1] + "/gone";
+    if (mkdir(folder.c_str(), 0700) != 0 || chdir(folder.c_str()) != 0) return 1;
+    rmdir(folder.c_str());
+  }
+  if (oddity == "no environment") {
+    getpwuid(getuid());  // the account wrapper looks at its variables now
+    clearenv();
+    // What would change the machine's own list is left out.
+    return MakeAllCalls({kAllNine[0], kAllNine[1], kAllNine[7]}, {6, 1, 0});
+  }
+  return oddity == "64 KiB of stack" ? OnSmallStack() : MakeAllCalls(kAllNine, kAnswers);
+}
+
+TEST(HostileHost, EveryFunctionDoesItsJob) {
+  fs::create_directories(InTestFolder("opt"));
+  for (const char* oddity :
+       {"SIGCHLD is ignored", "SIGCHLD has a handler", "no standard streams", "umask 0777",
+        "no HOME", "a working directory that is gone", "no environment", "64 KiB of stack"}) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    if (oddity == std::string_view("64 KiB of stack")) continue;  // the sanitizers need more
+#endif
+    EXPECT_EQ(ChildProcess(OddHost, {oddity, TestFolder()}, WithAccounts()).Exit(), 0) << oddity;
+    EXPECT_TRUE(fs::exists(SuppressPath())) << oddity;
+    fs::remove_all(InTestFolder("home"));
+  }
+}
+
+int CallFromManyThreads(const Link& /*parent*/, const Arguments& arguments) {
+  std::vector<std::thread> threads;
+  for (int number = 0; number < 8; ++number) {
+    threads.emplace_back([number, &arguments] {
+      const std::string id = "t" + std::to_string(number);
+      for (int round = 0; round < std::stoi(arguments[0]); ++round) {
+        for (Call call : kAllNine) {
+          if (call.size() > 1 && call[1] == "a") call[1] = id;
+          MakeCall(call);
+        }
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  return MakeCall({"RegisterApplication", "last", "A", "/a"});
+}
+
+TEST(HostileHost, ManyThreadsCallEverything) {
+  fs::create_directories(InTestFolder("opt"));
+  EXPECT_EQ(ChildProcess(CallFromManyThreads, {"3"}, WithAccounts()).Exit(), 0);
+  const std::string log = ReadLog(LibraryLog());
+  EXPECT_EQ(Count(log, "In KXLDoPluginAction(...)\n"), 24U);
+  EXPECT_EQ(Count(log, "exception failure"), 0U);
+}
+
+}  // namespace
