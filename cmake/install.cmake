@@ -1,4 +1,4 @@
-# What goes where, by components:
+# What goes where: the components are what the Debian packages of cmake/packages.cmake hold.
 #   runtime      the library, its group and its folder
 #   development  what compiling and linking an application needs
 #   tools        the command, and the units that run it daily for a user who enables them

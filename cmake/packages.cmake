@@ -1,0 +1,56 @@
+# The Debian packages: cpack -G DEB makes one of each component of cmake/install.cmake.
+set(CPACK_PACKAGE_NAME kxl)
+set(CPACK_PACKAGE_CONTACT "libkxl developers <libkxl@kelda.example>")
+# Empty, because each package brings a summary of its own as its description's first line.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
+set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
+set(CPACK_COMPONENTS_ALL runtime development tools updater)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+  OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
+
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libkxl6)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "Desktop applications and their updater, working together
+Applications register themselves with the Kelda Updater, ask it for checks,
+learn whether an update waits for them and hold its notices back. The library
+downloads and installs nothing itself.")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS passwd)
+# Loaded when a running updater is to be told something, and done without when it is not there.
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS libsystemd0)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
+  ${kxl_packaging}/debian/postinst ${kxl_packaging}/debian/postrm ${kxl_packaging}/debian/triggers)
+
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libkxl-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "Desktop applications and their updater (development files)
+The header of libkxl, its documentation, an example, and what pkg-config and
+CMake need to find it.")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libkxl6 (= ${PROJECT_VERSION})")
+
+set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME kxl-tools)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_TOOLS_DESCRIPTION "Desktop applications and their updater (command line)
+The command kxl does from a shell what libkxl does for an application. A user
+who wants a daily check for updates enables the unit kxl-check.timer.")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libkxl6 (>= ${PROJECT_VERSION})")
+
+set(CPACK_DEBIAN_UPDATER_PACKAGE_NAME kxl-updater-reference)
+set(CPACK_DEBIAN_UPDATER_PACKAGE_SECTION devel)
+set(CPACK_DEBIAN_UPDATER_DESCRIPTION "Desktop applications and their updater (reference updater)
+A small updater to test applications against, which misbehaves on request. It
+stands where the Kelda Updater is expected, and downloads and installs nothing.")
+set(CPACK_DEBIAN_UPDATER_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_UPDATER_PACKAGE_ENHANCES libkxl6)
+
+include(CPack)

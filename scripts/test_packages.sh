@@ -1,0 +1,145 @@
+#!/bin/sh
+# Makes the Debian packages of a finished build, installs them below a throw-away root, uses what is
+# installed there and removes it again. Needs no network, and no privileges beyond fakeroot's.
+#   test_packages.sh BUILD-FOLDER
+set -eu
+build=$(cd "$1" && pwd)
+# dpkg and the packages' scripts need what is here, and an ordinary user's path may lack it.
+PATH=$PATH:/usr/sbin:/sbin
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+trap 'exit 1' HUP INT PIPE TERM
+umask 022
+root=$work/root
+shared=$root/var/lib/Kelda/Updater6
+bundle="opt/Kelda Utilities.localized/Kelda Updater6/Kelda Updater.app"
+library_folder=usr/lib/$(dpkg-architecture -q DEB_HOST_MULTIARCH)
+
+fail() {
+  echo "$1" >&2
+  exit 1
+}
+
+# Owners are remembered from one command to the next when they are only pretended.
+: >"$work/owners"
+as_root() {
+  if [ "$(id -u)" = 0 ]; then "$@"; else fakeroot -i "$work/owners" -s "$work/owners" -- "$@"; fi
+}
+
+# The machine's own settings of dpkg may leave documentation out.
+on_root() {
+  as_root dpkg --root="$root" --log="$work/dpkg.log" --force-not-root --force-script-chrootless \
+    --force-depends --path-include='/*' "$@" >>"$work/dpkg.out" 2>&1 || {
+    cat "$work/dpkg.out" >&2
+    fail "dpkg $1 failed"
+  }
+}
+
+# What is below the root besides the accounts and dpkg's own files.
+installed() {
+  find "$root" -mindepth 1 ! -type d -printf '%P\n' |
+    grep -v -e '^etc/\(group\|gshadow\|passwd\|shadow\)-\?$' -e '^etc/\.pwd\.lock$' \
+      -e '^var/lib/dpkg/' || true
+}
+
+expect_shared_folder() {
+  group=$(sed -n 's/^admin:[^:]*:\([0-9]*\):.*/\1/p' "$root/etc/group")
+  [ -n "$group" ] || fail "there is no group admin"
+  found=$(as_root stat -c '%a %u %g' "$shared")
+  [ "$found" = "2775 0 $group" ] || fail "the shared folder is $found, the group $group"
+}
+
+field() { dpkg-deb -f "$work/packages/$1"_*.deb "$2"; }
+
+cpack --config "$build/CPackConfig.cmake" -G DEB -B "$work/packages" >"$work/cpack.out" 2>&1 || {
+  cat "$work/cpack.out" >&2
+  fail "no packages were made"
+}
+case $(field libkxl6 Depends) in
+  *libsystemd*) fail "libkxl6 cannot be installed without libsystemd" ;;
+  *libexpat1*libplist3*) ;;
+  *) fail "libkxl6 does not depend on the libraries that it needs" ;;
+esac
+[ "$(field libkxl-dev Depends)" = "libkxl6 (= $(field libkxl6 Version))" ] ||
+  fail "libkxl-dev goes with another libkxl6"
+
+mkdir -p "$root/etc" "$root/var/lib/dpkg/info" "$root/var/lib/dpkg/updates"
+echo "root:x:0:0::/:/bin/sh" >"$root/etc/passwd"
+echo "root:x:0:" >"$root/etc/group"
+: >"$root/var/lib/dpkg/status"
+on_root --install "$work"/packages/*.deb
+expect_shared_folder
+unexpected=$(installed | grep -v -e "^$library_folder/libkxl\.so\(\.6\(\.[0-9.]*\)\?\)\?$" \
+  -e "^$library_folder/\(cmake/kxl\|pkgconfig\)/kxl" -e '^usr/include/kxl/kxl\.h$' \
+  -e '^usr/bin/kxl$' -e '^usr/lib/\(sysusers\|tmpfiles\)\.d/kxl\.conf$' \
+  -e '^usr/lib/systemd/user/kxl-check\.\(service\|timer\)$' \
+  -e '^usr/share/man/man[13]/kxl\.' \
+  -e '^usr/share/doc/\(libkxl-dev\|kxl-updater-reference\)/' \
+  -e '^usr/share/\(bash-completion\|zsh\|fish\)/.*kxl' -e "^$bundle/" || true)
+[ -z "$unexpected" ] || fail "installed in an unexpected place: $unexpected"
+for file in "$root/$library_folder/libkxl.so.6" "$root/$bundle/Contents/MacOS/Kelda Updater"; do
+  file -L "$file" | grep -q ', stripped' || fail "$file is missing or not stripped"
+done
+
+# The example, compiled against what is installed and by both ways of finding it.
+example=$root/usr/share/doc/libkxl-dev/examples/host.c
+flags=$(PKG_CONFIG_SYSROOT_DIR="$root" PKG_CONFIG_LIBDIR="$root/$library_folder/pkgconfig" \
+  pkg-config --cflags --libs kxl)
+# shellcheck disable=SC2086 # a list of words
+cc "$example" -o "$work/host" $flags
+
+mkdir "$work/project"
+cat >"$work/project/CMakeLists.txt" <<END_OF_PROJECT
+cmake_minimum_required(VERSION 3.25)
+project(host LANGUAGES C)
+find_package(kxl 6.0 REQUIRED)
+add_executable(host "$example")
+target_link_libraries(host PRIVATE kxl::kxl)
+END_OF_PROJECT
+{
+  cmake -G Ninja -S "$work/project" -B "$work/project/build" -DCMAKE_PREFIX_PATH="$root/usr" &&
+    cmake --build "$work/project/build"
+} >"$work/cmake.out" 2>&1 || {
+  cat "$work/cmake.out" >&2
+  fail "find_package did not lead to a host"
+}
+
+# A host asks the installed updater, and is answered.
+host() {
+  env -u XDG_DATA_HOME -u DBUS_SESSION_BUS_ADDRESS KXL_ROOT="$root" HOME="$work/home" \
+    XDG_RUNTIME_DIR="$work/run" LD_LIBRARY_PATH="$root/$library_folder" "$@" available
+}
+mkdir "$work/home" "$work/run"
+[ "$(host "$work/project/build/host")" = "pending, ask again" ] ||
+  fail "a host could not ask the installed updater"
+tries=0
+until [ "$(host "$work/host")" = "up to date" ]; do
+  tries=$((tries + 1))
+  [ $tries -lt 100 ] || fail "the installed updater did not answer"
+  sleep 0.1
+done
+
+all="libkxl6 libkxl-dev kxl-tools kxl-updater-reference"
+# shellcheck disable=SC2086 # a list of words
+on_root --remove $all
+[ -d "$shared" ] || fail "removing the packages took the shared folder away"
+# shellcheck disable=SC2086 # a list of words
+on_root --purge $all
+left=$(installed)
+[ -z "$left" ] || fail "left behind: $left"
+for folder in usr opt var/lib/Kelda; do
+  [ ! -e "$root/$folder" ] || fail "the folder $folder was left behind"
+done
+
+# Once more on a machine without systemd's helpers, and with an application still registered.
+mkdir "$work/helpers"
+printf '#!/bin/sh\nexit 1\n' | tee "$work/helpers/systemd-sysusers" >"$work/helpers/systemd-tmpfiles"
+chmod +x "$work"/helpers/*
+echo "root:x:0:" >"$root/etc/group"
+PATH=$work/helpers:$PATH
+on_root --install "$work"/packages/libkxl6_*.deb
+expect_shared_folder
+echo "<list/>" >"$shared/KeldaESDGlobalApps.xml"
+on_root --purge libkxl6
+[ "$(installed)" = "var/lib/Kelda/Updater6/KeldaESDGlobalApps.xml" ] ||
+  fail "purging did not keep exactly the list of applications"
