@@ -10,13 +10,12 @@ set(kxl_packaging ${PROJECT_SOURCE_DIR}/packaging)
 set(kxl_cmake_folder ${CMAKE_INSTALL_LIBDIR}/cmake/kxl)
 set(kxl_development_doc ${CMAKE_INSTALL_DATAROOTDIR}/doc/libkxl-dev)
 
-# Installs files that need not be there yet.
-function(kxl_install_existing component destination)
-  foreach(file IN LISTS ARGN)
-    if(EXISTS ${PROJECT_SOURCE_DIR}/${file})
-      install(FILES ${PROJECT_SOURCE_DIR}/${file} DESTINATION ${destination} COMPONENT ${component})
-    endif()
-  endforeach()
+# A manual page that need not be there yet.
+function(kxl_install_manual page section component)
+  if(EXISTS ${PROJECT_SOURCE_DIR}/docs/man/${page})
+    install(FILES docs/man/${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section}
+      COMPONENT ${component})
+  endif()
 endfunction()
 
 install(TARGETS kxl EXPORT kxl
@@ -37,24 +36,20 @@ install(FILES ${PROJECT_BINARY_DIR}/kxl.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/p
   COMPONENT development)
 install(FILES docs/architecture.md DESTINATION ${kxl_development_doc} COMPONENT development)
 install(FILES examples/host.c DESTINATION ${kxl_development_doc}/examples COMPONENT development)
-kxl_install_existing(development ${CMAKE_INSTALL_MANDIR}/man3 docs/man/kxl.h.3)
+kxl_install_manual(kxl.h.3 3 development)
 
-if(TARGET kxl_tool)
-  install(TARGETS kxl_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
-endif()
+install(TARGETS kxl_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 configure_file(${kxl_packaging}/systemd/kxl-check.service.in
   ${PROJECT_BINARY_DIR}/kxl-check.service @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/kxl-check.service ${kxl_packaging}/systemd/kxl-check.timer
   DESTINATION lib/systemd/user COMPONENT tools)
-kxl_install_existing(tools ${CMAKE_INSTALL_MANDIR}/man1 docs/man/kxl.1)
-kxl_install_existing(tools ${CMAKE_INSTALL_DATAROOTDIR}/zsh/vendor-completions
-  tools/kxl/completion/_kxl)
-kxl_install_existing(tools ${CMAKE_INSTALL_DATAROOTDIR}/fish/vendor_completions.d
-  tools/kxl/completion/kxl.fish)
-if(EXISTS ${PROJECT_SOURCE_DIR}/tools/kxl/completion/kxl.bash)
-  install(FILES tools/kxl/completion/kxl.bash RENAME kxl
-    DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions COMPONENT tools)
-endif()
+kxl_install_manual(kxl.1 1 tools)
+install(FILES tools/kxl/completion/kxl.bash RENAME kxl
+  DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions COMPONENT tools)
+install(FILES tools/kxl/completion/_kxl
+  DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/zsh/vendor-completions COMPONENT tools)
+install(FILES tools/kxl/completion/kxl.fish
+  DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/fish/vendor_completions.d COMPONENT tools)
 
 # The library looks for an updater here whatever prefix it was installed under.
 install(TARGETS updater EXCLUDE_FROM_ALL COMPONENT updater RUNTIME DESTINATION

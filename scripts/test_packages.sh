@@ -104,16 +104,19 @@ END_OF_PROJECT
   fail "find_package did not lead to a host"
 }
 
-# A host asks the installed updater, and is answered.
-host() {
+# The installed command runs; a host asks the installed updater, and is answered.
+on_machine() {
   env -u XDG_DATA_HOME -u DBUS_SESSION_BUS_ADDRESS KXL_ROOT="$root" HOME="$work/home" \
-    XDG_RUNTIME_DIR="$work/run" LD_LIBRARY_PATH="$root/$library_folder" "$@" available
+    XDG_RUNTIME_DIR="$work/run" LD_LIBRARY_PATH="$root/$library_folder" "$@"
 }
 mkdir "$work/home" "$work/run"
-[ "$(host "$work/project/build/host")" = "pending, ask again" ] ||
+version=$(field libkxl6 Version)
+[ "$(on_machine "$root/usr/bin/kxl" version)" = "library $version, tool $version" ] ||
+  fail "the installed command does not run"
+[ "$(on_machine "$work/project/build/host" available)" = "pending, ask again" ] ||
   fail "a host could not ask the installed updater"
 tries=0
-until [ "$(host "$work/host")" = "up to date" ]; do
+until [ "$(on_machine "$work/host" available)" = "up to date" ]; do
   tries=$((tries + 1))
   [ $tries -lt 100 ] || fail "the installed updater did not answer"
   sleep 0.1
