@@ -10,14 +10,6 @@ set(kxl_packaging ${PROJECT_SOURCE_DIR}/packaging)
 set(kxl_cmake_folder ${CMAKE_INSTALL_LIBDIR}/cmake/kxl)
 set(kxl_development_doc ${CMAKE_INSTALL_DATAROOTDIR}/doc/libkxl-dev)
 
-# A manual page that need not be there yet.
-function(kxl_install_manual page section component)
-  if(EXISTS ${PROJECT_SOURCE_DIR}/docs/man/${page})
-    install(FILES docs/man/${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section}
-      COMPONENT ${component})
-  endif()
-endfunction()
-
 install(TARGETS kxl EXPORT kxl
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
   FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
@@ -34,16 +26,17 @@ install(FILES ${PROJECT_BINARY_DIR}/kxlConfigVersion.cmake DESTINATION ${kxl_cma
   COMPONENT development)
 install(FILES ${PROJECT_BINARY_DIR}/kxl.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
   COMPONENT development)
-install(FILES docs/architecture.md DESTINATION ${kxl_development_doc} COMPONENT development)
+install(FILES docs/architecture.md docs/integration.md docs/updater.md docs/administration.md
+  DESTINATION ${kxl_development_doc} COMPONENT development)
 install(FILES examples/host.c DESTINATION ${kxl_development_doc}/examples COMPONENT development)
-kxl_install_manual(kxl.h.3 3 development)
+install(FILES docs/man/kxl.h.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT development)
 
 install(TARGETS kxl_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 configure_file(${kxl_packaging}/systemd/kxl-check.service.in
   ${PROJECT_BINARY_DIR}/kxl-check.service @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/kxl-check.service ${kxl_packaging}/systemd/kxl-check.timer
   DESTINATION lib/systemd/user COMPONENT tools)
-kxl_install_manual(kxl.1 1 tools)
+install(FILES docs/man/kxl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
 install(FILES tools/kxl/completion/kxl.bash RENAME kxl
   DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions COMPONENT tools)
 install(FILES tools/kxl/completion/_kxl

@@ -149,7 +149,8 @@ KXL_API int32_t KXLIsUpdateCheckEnabled(void);
  * @param appIdentifier, appDisplayName, appFolderPath  as in KXLRegisterApplication; a null
  *                        identifier checks for all applications, the other two are not looked at
  *                        then
- * @param appDisplayLang  "en_US" or "en-us"; anything that has not this form counts as none
+ * @param appDisplayLang  "en_US" or "en-us", its first five characters; of a text that is shorter
+ * or has no letter where one belongs, what stands before that place counts
  * @param triggerType     a manual or a scheduled check
  * @param bOverrideData   true: registers name and folder first when they have changed
  *
@@ -163,7 +164,8 @@ KXL_API int32_t KXLIsUpdateCheckEnabled(void);
  * to look and as KXLRegisterApplication to register. KX_LAUNCH_MODE, KX_DISPLAY_LANG and
  * KX_LAUNCH_APPID stay set in the caller's environment: a later check without a language or an
  * identifier hands the earlier ones on unless they are unset before. An updater that is installed
- * but cannot be executed is left to a shell in the background, and counts as started.
+ * but cannot be executed is left to a shell in the background, and counts as started, here and
+ * wherever else the updater is started.
  */
 KXL_API int32_t KXLTriggerUpdateCheck(const char* appIdentifier, const char* appDisplayName,
                                       const char* appFolderPath, const char* appDisplayLang,
@@ -210,8 +212,8 @@ KXL_API int32_t KXLIsUpdateAvailable(const char* appIdentifier, const char* appD
  * @param bOverrideData  as in KXLTriggerUpdateCheck
  *
  * A component is listed already when its category and version are, under the same name or with "*"
- * for either name. Names and categories with a double quote, '&', '<', a tab or a line end cannot
- * be written to the list.
+ * for either name. Identifiers, names and categories with a double quote, '&', '<', a tab or a line
+ * end cannot be written to the list.
  *
  * Answers ESD_ERR_OK and KXL_ALL_LISTED (both also when the updater could not be started),
  * ESD_ERR_FAILURE (a null text, a version that is none, a list that cannot be locked or written;

@@ -61,7 +61,7 @@ class KeldaUpdaterRegistrationManager : public RecordList {
   bool GetRegisteredApps(std::vector<KeldaUpdaterRegisteredApp>& apps);
 
   // The first entry of that identifier, with its own copy. "KeldaUpdater" is always found, as long
-  // as the updater's bundle path can be computed, and never in the file.
+  // as the updater's bundle path can be computed, whatever the file says.
   bool Find(const std::string& appId, KeldaUpdaterRegisteredApp& app);
 
   // Adds the entry at the end; one of the same identifier is removed first when its name or path

@@ -6,6 +6,7 @@
 
 #include "esd/resource_locker.h"
 #include "esd/streams.h"
+#include "esd/xml_writer.h"
 #include "kxl/inspection.h"
 #include "kxl/locks.h"
 #include "kxl/places.h"
@@ -39,11 +40,17 @@ bool Recover() {
   return List().Recover();
 }
 
-esd::ReadStatus StatusOf(const std::string& path) {
+struct Look {
+  esd::ReadStatus status = esd::ReadStatus::kUnreadable;
+  bool isWritable = true;  // what was read can be written again
+};
+
+Look LookAt(const std::string& path) {
   esd::ExpatDOMBuilder builder;
-  if (!builder.Init()) return esd::ReadStatus::kUnreadable;
+  if (!builder.Init()) return {};
   builder.ParseFile(path, false);
-  return builder.LastRead();
+  const bool isParsed = builder.LastRead() == esd::ReadStatus::kParsed;
+  return {builder.LastRead(), !isParsed || esd::ReadsBack(*builder.Document())};
 }
 
 // The lines whose time exists; the file has no damage when these are all of them.
@@ -97,9 +104,9 @@ void AddHolds(std::vector<Finding>& findings) {
 
 void AddDocument(std::vector<Finding>& findings, const std::string& path,
                  const std::function<bool()>& repair) {
-  const esd::ReadStatus status = StatusOf(path);
+  const auto [status, isWritable] = LookAt(path);
   if (status == esd::ReadStatus::kDamaged && IsAtRest(path) &&
-      StatusOf(path) == esd::ReadStatus::kDamaged) {
+      LookAt(path).status == esd::ReadStatus::kDamaged) {
     findings.push_back({Severity::kWrong, "damaged", path,
                         "it is no document within the limits, and nobody can read it",
                         "set it aside as " + path + ".damaged and begin anew", repair});
@@ -109,6 +116,14 @@ void AddDocument(std::vector<Finding>& findings, const std::string& path,
                         path,
                         "it " + ReadProblem(status),
                         "see to its rights, or move away what stands there",
+                        {}});
+  } else if (!isWritable) {
+    findings.push_back({Severity::kWrong,
+                        "unwritable",
+                        path,
+                        "an attribute holds a character that cannot be written, so nobody can "
+                        "change the file any more",
+                        "take the character, or its element, out of the file",
                         {}});
   }
 }
