@@ -200,6 +200,7 @@ void TraceLog::Shutdown() noexcept {
     Configure({}, 0, Mode::kClose);
     const boost::lock_guard<boost::mutex> guard(mutex_);
     queue_.clear();
+    std::string().swap(path_);  // the object stays, and would keep the memory
   } catch (...) {
     // Without memory for the end marker the file ends without one.
   }
