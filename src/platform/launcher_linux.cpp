@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <map>
 #include <new>
@@ -29,7 +30,9 @@ namespace kxl {
 namespace {
 
 // fork, but the child's end sends this process no SIGCHLD: the host's handler does not see it and
-// the host's wait does not take it away. Only async-signal-safe calls may follow in the child.
+// the host's wait does not take it away. In the child only the kernel is asked, by number: the C
+// library's functions may be wrapped by a tool (a race detector in the host) whose locks another
+// thread held when the child was made.
 pid_t ForkQuietly() {
   return static_cast<pid_t>(syscall(SYS_clone, 0, nullptr, nullptr, nullptr, 0));
 }
@@ -37,24 +40,31 @@ pid_t ForkQuietly() {
 // Waits for a child of ForkQuietly. Its wait status; -1 when there is none.
 int WaitFor(pid_t child) {
   int status;
-  while (waitpid(child, &status, __WALL) == -1) {
+  while (syscall(SYS_wait4, child, &status, __WALL, nullptr) == -1) {
     if (errno != EINTR) return -1;
   }
   return status;
 }
 
+[[noreturn]] void EndChild(int status) {
+  for (;;) syscall(SYS_exit_group, status);
+}
+
 // In the child: a program started by the library owns nothing of the host, neither descriptors nor
 // signal settings. Descriptors close at exec, so that one of them can still report its failure.
 void DetachFromHost() {
-  const int null = open("/dev/null", O_RDWR);
-  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) dup2(null, stream);
-  close_range(STDERR_FILENO + 1, UINT_MAX, CLOSE_RANGE_CLOEXEC);
-  struct sigaction defaultAction {};
-  defaultAction.sa_handler = SIG_DFL;
-  for (int number = 1; number < NSIG; ++number) sigaction(number, &defaultAction, nullptr);
-  sigset_t none;
-  sigemptyset(&none);
-  sigprocmask(SIG_SETMASK, &none, nullptr);
+  const auto null = static_cast<int>(syscall(SYS_openat, AT_FDCWD, "/dev/null", O_RDWR));
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    syscall(SYS_dup3, null, stream, 0);  // one that is the null device already stays as it is
+  }
+  syscall(SYS_close_range, STDERR_FILENO + 1, UINT_MAX, CLOSE_RANGE_CLOEXEC);
+  // The kernel's own structure, in which all zeros are the default action and the empty mask.
+  constexpr std::array<unsigned long, 8> kDefaultAction{};
+  constexpr std::uint64_t kNoSignals = 0;
+  for (int number = 1; number < NSIG; ++number) {
+    syscall(SYS_rt_sigaction, number, kDefaultAction.data(), nullptr, sizeof kNoSignals);
+  }
+  syscall(SYS_rt_sigprocmask, SIG_SETMASK, &kNoSignals, nullptr, sizeof kNoSignals);
 }
 
 // A pipe whose ends are no standard streams, since those are replaced in the child.
@@ -78,18 +88,18 @@ bool StartDetached(const std::string& program) {
   const pid_t child = ForkQuietly();
   if (child == -1) return false;
   if (child == 0) {
-    setsid();
+    syscall(SYS_setsid);
     const pid_t grandchild = ForkQuietly();
     if (grandchild == 0) {
       DetachFromHost();
-      execv(program.c_str(), arguments.data());
+      syscall(SYS_execve, program.c_str(), arguments.data(), environ);
     }
     if (grandchild <= 0) {
-      const char failed = 1;
-      const ssize_t reported = write(writeEnd.get(), &failed, 1);
-      _exit(reported == 1 ? EXIT_FAILURE : EXIT_FAILURE + 1);
+      constexpr char kFailed = 1;
+      syscall(SYS_write, writeEnd.get(), &kFailed, 1);
+      EndChild(EXIT_FAILURE);
     }
-    _exit(EXIT_SUCCESS);
+    EndChild(EXIT_SUCCESS);
   }
   writeEnd = FileDescriptor();
   WaitFor(child);
@@ -111,14 +121,14 @@ bool RunShell(const std::string& command) {
   const pid_t child = ForkQuietly();
   if (child == -1) return false;
   if (child == 0) {
-    setsid();
+    syscall(SYS_setsid);
     DetachFromHost();
     const pid_t shell = ForkQuietly();
     if (shell == 0) {
-      execv("/bin/sh", arguments.data());
-      _exit(127);
+      syscall(SYS_execve, "/bin/sh", arguments.data(), environ);
+      EndChild(EXIT_FAILURE);
     }
-    _exit(shell != -1 && WaitFor(shell) == 0 ? EXIT_SUCCESS : EXIT_FAILURE);
+    EndChild(shell != -1 && WaitFor(shell) == 0 ? EXIT_SUCCESS : EXIT_FAILURE);
   }
   return WaitFor(child) == 0;
 }

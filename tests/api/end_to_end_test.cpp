@@ -53,7 +53,8 @@ class EndToEnd : public testing::Test {
     environment["KXL_UPDATER_MISBEHAVE"] = misbehave;
     // The updater inherits the account wrapper, too.
     environment["ASAN_OPTIONS"] = "verify_asan_link_order=0:log_path=" + InTestFolder("sanitizer");
-    environment["TSAN_OPTIONS"] = "report_mutex_bugs=0:log_path=" + InTestFolder("sanitizer");
+    environment["TSAN_OPTIONS"] =
+        "report_mutex_bugs=0:atexit_sleep_ms=0:log_path=" + InTestFolder("sanitizer");
     return CallsInHost(calls, environment);
   }
 

@@ -97,7 +97,7 @@ TEST(ManyProcesses, LoseNothingAndNeverShowAHalfWrittenFile) {
   fs::create_symlink(UPDATER, UpdaterExecutable());
   Environment environment = WithAccounts();
   environment["ASAN_OPTIONS"] = "verify_asan_link_order=0";
-  environment["TSAN_OPTIONS"] = "report_mutex_bugs=0";
+  environment["TSAN_OPTIONS"] = "report_mutex_bugs=0:atexit_sleep_ms=0";
   ChildProcess reader(PollingReader, {ListPath(), ComponentsPath()});
   Figures figures;
   {

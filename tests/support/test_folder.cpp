@@ -128,10 +128,13 @@ Environment WithFreeIdentity(const std::string& groups) {
 }  // namespace kxl_test
 
 // The wrapped account database is loaded before the sanitizers' runtimes, and unlocks mutexes that
-// it did not lock.
+// it did not lock. The C library guards its tree of open semaphores with a lock that the race
+// detector does not know.
 extern "C" const char* __asan_default_options() { return "verify_asan_link_order=0"; }
-extern "C" const char* __tsan_default_options() { return "report_mutex_bugs=0"; }
-extern "C" const char* __tsan_default_suppressions() { return "called_from_lib:libnss_wrapper.so"; }
+extern "C" const char* __tsan_default_options() { return "report_mutex_bugs=0:atexit_sleep_ms=0"; }
+extern "C" const char* __tsan_default_suppressions() {
+  return "called_from_lib:libnss_wrapper.so\nrace:tdelete\nrace:tsearch";
+}
 
 using namespace kxl_test;
 

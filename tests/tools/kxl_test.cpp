@@ -28,7 +28,8 @@ std::string Command(const std::string& arguments) {
   for (const auto& [name, value] : WithAccounts()) command += " " + name + "=" + value;
   // The tool inherits the account wrapper, too.
   return command +
-         " ASAN_OPTIONS=verify_asan_link_order=0 TSAN_OPTIONS=report_mutex_bugs=0 '" TOOL "' " +
+         " ASAN_OPTIONS=verify_asan_link_order=0 "
+         "TSAN_OPTIONS=report_mutex_bugs=0:atexit_sleep_ms=0 '" TOOL "' " +
          arguments + " 2>&1";
 }
 
