@@ -100,6 +100,7 @@ bool MakePrivateFolders(const std::string& path) {
   std::vector<std::string> missing;
   for (std::string folder = path; !IsFolder(folder); folder = ParentPath(folder)) {
     missing.push_back(folder);
+    if (ParentPath(folder) == folder) return false;
   }
   for (; !missing.empty(); missing.pop_back()) {
     if (!MakePrivateFolder(missing.back())) return false;

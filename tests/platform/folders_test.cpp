@@ -1,9 +1,11 @@
 #include "platform/folders.h"
 
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <thread>
 
 #include "platform/file_system.h"
@@ -129,6 +131,19 @@ int FindWithoutAWorkingFolder(const Link& /*parent*/, const Arguments& arguments
 TEST(Folders, ARootThatCannotBeFoundIsNoRoot) {
   ChildProcess child(FindWithoutAWorkingFolder, {InTestFolder("gone")}, {{"KXL_ROOT", "relative"}});
   EXPECT_EQ(child.Exit(), 0);
+}
+
+int FindWithoutLooking(const Link& /*parent*/, const Arguments& /*arguments*/) {
+  alarm(10);
+  FailSystemCall(SYS_newfstatat, EACCES);
+  std::string found;
+  return kxl::FindFolder(kxl::kUserApplicationSupport, found, kxl::IfMissing::kCreate) ||
+         kxl::FindFolder(kxl::kLocalApplicationSupport, found, kxl::IfMissing::kCreate);
+}
+
+// A sandbox may hide even the root: the walk up to the first folder that exists ends there.
+TEST(Folders, TheSearchForAnExistingParentEnds) {
+  EXPECT_EQ(ChildProcess(FindWithoutLooking).Exit(), 0);
 }
 
 }  // namespace

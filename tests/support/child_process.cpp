@@ -1,12 +1,16 @@
 #include "support/child_process.h"
 
 #include <fcntl.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <csignal>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 
@@ -95,6 +99,19 @@ int ChildProcess::Exit() {
 void LimitFileSize(const std::string& bytes) {
   const rlimit limit = {std::stoul(bytes), std::stoul(bytes)};
   if (setrlimit(RLIMIT_FSIZE, &limit) != 0) abort();
+}
+
+void FailSystemCall(int number, int error) {
+  std::array<sock_filter, 4> filter = {
+      {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+       BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<std::uint32_t>(number), 0, 1),
+       BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | static_cast<std::uint32_t>(error)),
+       BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)}};
+  sock_fprog program = {filter.size(), filter.data()};
+  if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
+      prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0) {
+    abort();
+  }
 }
 
 }  // namespace kxl_test

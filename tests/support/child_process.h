@@ -55,6 +55,9 @@ class ChildProcess : public Link {
 // Lets no file of the calling process grow beyond so many bytes, as a full disk would.
 void LimitFileSize(const std::string& bytes);
 
+// Lets the system call of that number fail with the error in the calling process from now on.
+void FailSystemCall(int number, int error);
+
 }  // namespace kxl_test
 
 #endif  // KXL_TESTS_SUPPORT_CHILD_PROCESS_H
