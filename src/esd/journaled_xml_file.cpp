@@ -38,15 +38,19 @@ bool JournaledXMLFile::Save() {
 bool JournaledXMLFile::WriteJournal() {
   ESDofstream journal(journalPath_, "wb", std::ios::out | std::ios::trunc | std::ios::binary,
                       Links::kRefuse);
-  if (!journal.IsOpen()) return false;
-  // The mode comes first: a journal that a dying process leaves must be readable for the next one.
-  const bool hasMode = SetFileMode(journal);
-  esd::WriteNode(journal.Stream(), *Document());
-  // What is larger would not be read again.
-  const bool isReadable = journal.Stream().tellp() <= static_cast<std::streamoff>(kMaximumFileSize);
-  // A full disk shows at any of these.
-  const bool written = hasMode && isReadable && journal.Sync();
-  if (journal.Close() && written) return true;
+  if (journal.IsOpen()) {
+    // The mode comes first: a journal that a dying process leaves must be readable for the next
+    // one.
+    const bool hasMode = SetFileMode(journal);
+    esd::WriteNode(journal.Stream(), *Document());
+    // What is larger would not be read again.
+    const bool isReadable =
+        journal.Stream().tellp() <= static_cast<std::streamoff>(kMaximumFileSize);
+    // A full disk shows at any of these.
+    const bool written = hasMode && isReadable && journal.Sync();
+    if (journal.Close() && written) return true;
+  }
+  // Also one that was made, but could not be taken into use.
   DeleteFile(journalPath_);
   return false;
 }

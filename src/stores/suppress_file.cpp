@@ -136,11 +136,13 @@ bool SuppressFile::WriteBack() {
   DeleteFile(companion);  // of a process that died; it may deny even its owner
   ESDofstream file(companion, "wb", std::ios::out | std::ios::trunc | std::ios::binary,
                    Links::kRefuse);
-  if (!file.IsOpen()) return false;
-  const bool hasMode = !exists || file.SetMode(mode);
-  for (const Hold& hold : holds_) file.Stream() << Line(hold);
-  const bool written = hasMode && file.Sync();
-  if (file.Close() && written && std::rename(companion.c_str(), path_.c_str()) == 0) return true;
+  if (file.IsOpen()) {
+    const bool hasMode = !exists || file.SetMode(mode);
+    for (const Hold& hold : holds_) file.Stream() << Line(hold);
+    const bool written = hasMode && file.Sync();
+    if (file.Close() && written && std::rename(companion.c_str(), path_.c_str()) == 0) return true;
+  }
+  // Also one that was made, but could not be taken into use.
   DeleteFile(companion);
   return false;
 }

@@ -1,7 +1,10 @@
 #include "esd/journaled_xml_file.h"
 
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
+
+#include <cerrno>
 
 #include "platform/thread_guards.h"
 #include "support/test_folder.h"
@@ -152,6 +155,20 @@ TEST_F(JournaledXMLFileTest, AFullDiskLeavesTheOldState) {
       EXPECT_FALSE(fs::exists(journal_)) << bytes;
     }
   }
+}
+
+int WriteWithoutStreams(const Link& /*parent*/, const Arguments& arguments) {
+  TextFile file(arguments[0]);
+  if (file.Read() != "old") return 2;
+  FailSystemCall(SYS_fcntl, EIO);
+  return file.Save();
+}
+
+TEST_F(JournaledXMLFileTest, AJournalThatWasMadeInVainGoes) {
+  WriteFile(path_, FileText("old"));
+  EXPECT_EQ(ChildProcess(WriteWithoutStreams, {path_}).Exit(), 0);
+  EXPECT_EQ(ReadFile(path_), FileText("old"));
+  EXPECT_FALSE(fs::exists(journal_));
 }
 
 int UseAFileWithoutRights(const Link& /*parent*/, const Arguments& arguments) {
