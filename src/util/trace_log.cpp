@@ -10,7 +10,6 @@
 #include <new>
 #include <system_error>
 
-#include "platform/file_copy.h"
 #include "platform/file_system.h"
 #include "platform/thread_guards.h"
 #include "util/format_string.h"
@@ -53,7 +52,7 @@ std::string Line(const std::string& stamp, std::string_view text) {
 bool CopyTail(ESDifstream& from, ESDofstream& to) {
   std::array<char, 1000> piece;
   std::uint64_t position = from.Size() - kTrimmedSize;
-  from.Stream().seekg(static_cast<std::streamoff>(position));
+  if (!from.Stream().seekg(static_cast<std::streamoff>(position))) return false;
   while (position < from.Size()) {
     from.Stream().read(piece.data(), piece.size());
     const std::streamsize count = from.Stream().gcount();
@@ -78,10 +77,12 @@ void TrimLog(const std::string& path) {
   if (!from.TakeWhileNamed(path)) return;
   ESDofstream to(companion, "wb", std::ios::out | std::ios::trunc | std::ios::binary,
                  Links::kRefuse);
-  if (!to.IsOpen()) return;
-  mode_t mode;
-  if (GetMode(path, mode)) to.SetMode(mode);
-  if (CopyTail(from, to)) FileExchange(path, companion);
+  if (to.IsOpen()) {
+    mode_t mode;
+    if (GetMode(path, mode)) to.SetMode(mode);
+    // In one step: whoever dies after it leaves no companion that nobody would look for.
+    if (CopyTail(from, to) && std::rename(companion.c_str(), path.c_str()) == 0) return;
+  }
   DeleteFile(companion);
 }
 

@@ -1,9 +1,11 @@
 #include "util/trace_log.h"
 
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <thread>
 
 #include "platform/regular_file.h"
@@ -71,6 +73,22 @@ TEST_F(TraceLogTest, CutsALongFileToItsEnd) {
     EXPECT_EQ(ModeOf(path_), 0600U);
     EXPECT_EQ(fs::exists(path_ + "_"), kept != 30000);
     fs::remove(path_ + "_");
+  }
+}
+
+int OpenWithoutASystemCall(const Link& /*parent*/, const Arguments& arguments) {
+  FailSystemCall(std::stoi(arguments[1]), EIO);
+  return kxl::IsLogOpen(arguments[0], 1) ? 0 : 1;
+}
+
+// Neither the end of the log is lost nor a companion left that no later opening would look for.
+TEST_F(TraceLogTest, CutsWholeOrNotAtAll) {
+  const std::string old(60000, 'x');
+  for (const auto& [call, kept] : {std::pair(SYS_lseek, 60000U), std::pair(SYS_unlink, 30000U)}) {
+    WriteFile(path_, old);
+    EXPECT_EQ(ChildProcess(OpenWithoutASystemCall, {path_, std::to_string(call)}).Exit(), 0);
+    EXPECT_EQ(Count(ReadFile(path_), "x"), kept);
+    EXPECT_FALSE(fs::exists(path_ + "_"));
   }
 }
 
