@@ -1,5 +1,7 @@
 #include <kxl/kxl.h>
+#include <sys/syscall.h>
 
+#include <cerrno>
 #include <ctime>
 
 #include "esd/resource_locker.h"
@@ -120,6 +122,16 @@ TEST(Suppression, AFileThatCannotBeUsedIsLeftAlone) {
   fs::create_directories(SuppressPath() + "/inside");
   EXPECT_EQ(Set("a", 5), ESD_ERR_FAILURE);
   EXPECT_TRUE(fs::exists(SuppressPath() + "/inside"));
+}
+
+int HoldWithoutStreams(const Link& /*parent*/, const Arguments& /*arguments*/) {
+  FailSystemCall(SYS_fcntl, EIO);
+  return Set("a", 5);
+}
+
+TEST(Suppression, ACompanionThatWasMadeInVainGoes) {
+  EXPECT_EQ(ChildProcess(HoldWithoutStreams).Exit(), ESD_ERR_FAILURE);
+  EXPECT_FALSE(fs::exists(SuppressPath() + "_"));
 }
 
 TEST(Suppression, TellsARunningUpdaterOfANewHoldOnly) {
