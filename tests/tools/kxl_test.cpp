@@ -77,7 +77,8 @@ TEST(Tool, Requests) {
     EXPECT_EQ(Kxl(arguments), (Result{status, text})) << arguments;
   }
   for (const char* wrong :
-       {"", "nonsense", "suppress a --for 1d", "suppress a", "unlock", "doctor --restore"}) {
+       {"", "nonsense", "suppress a --for 1d", "suppress a", "unlock", "doctor --restore",
+        "missing a A /a --component n c", "missing a A /a --component n c 1 --component m"}) {
     EXPECT_EQ(Kxl(wrong).status, 64) << wrong;
   }
 }

@@ -78,10 +78,18 @@ void AddRequests(CLI::App& app, CommandLine& line) {
     return ReportMissing(output, line.application, line.missing);
   });
   AddApplication(*missing, line.application, true);
-  missing->add_option("--component", line.missing.components, "a component, any number of times")
-      ->type_name("NAME CATEGORY VERSION")
-      ->type_size(3)
-      ->expected(0, -1);
+  auto* components =
+      missing
+          ->add_option("--component", line.missing.components, "a component, any number of times")
+          ->type_name("NAME CATEGORY VERSION")
+          ->type_size(3)
+          ->expected(0, -1);
+  // The parser takes what there is; a component that lacks a text would be left out unnoticed.
+  missing->parse_complete_callback([&line, components] {
+    if (line.missing.components.size() % 3 != 0) {
+      throw CLI::ArgumentMismatch(components->get_name() + " takes three texts each time");
+    }
+  });
   missing->add_option("--type", line.missing.type, "recorded for the updater");
   missing->add_option("--lang", line.missing.language, "the updater's language, en_US");
   missing->add_flag("--refresh", line.missing.refresh, "register first what has changed");
