@@ -17,6 +17,10 @@ namespace kxl {
 
 namespace {
 
+// All that a date is written with. On others Boost's conversion of numbers may overflow.
+constexpr char kDateCharacters[] =
+    "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ -./,";
+
 void Trace(const char* text) { LogMessage(kLogNormal, Flush::kYes, text); }
 
 bool AreValid(const char* appIdentifier, const char* appDisplayName, const char* appFolderPath) {
@@ -72,7 +76,9 @@ bool IsTimeToLaunch(const KeldaUpdaterPrefs& preferences) {
   if (!preferences.LastDateCheck.Get(lastCheck) || !preferences.AutoCheckFreq.Get(frequency)) {
     return false;
   }
-  if (lastCheck.empty()) return true;
+  if (lastCheck.empty() || lastCheck.find_first_not_of(kDateCharacters) != std::string::npos) {
+    return true;
+  }
   gregorian::date last;
   try {
     last = gregorian::from_string(lastCheck);

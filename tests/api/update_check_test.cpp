@@ -101,6 +101,7 @@ TEST(UpdateCheck, KeepsToTheInterval) {
       {"<LastDateCheck>2008.Mar,31</LastDateCheck>", ""},
       {"<LastDateCheck>never</LastDateCheck>", ""},
       {"<LastDateCheck>2008-02-30</LastDateCheck>", ""},
+      {"<LastDateCheck>2008-02-)380800</LastDateCheck>", ""},
       {"<AutoCheckFreq>often</AutoCheckFreq>", "\n" + notDue},
       {"<AutoCheck>0</AutoCheck>", off},
       {"<AutoCheck>true</AutoCheck>", ""},
