@@ -2,9 +2,12 @@
 
 #include <plist/plist.h>
 
+#include <cstdint>
 #include <memory>
+#include <sstream>
 
 #include "esd/xml_parser.h"
+#include "esd/xml_writer.h"
 #include "platform/base_folders.h"
 #include "platform/regular_file.h"
 
@@ -17,19 +20,100 @@ struct PlistDeleter {
 };
 using Plist = std::unique_ptr<void, PlistDeleter>;
 
-// libplist follows nested elements without a limit, so they are counted first.
-bool IsWithinLimits(const std::string& path) {
+// What a binary list unfolds to: its objects refer to one another by number, and one that is
+// referred to many times counts each time. libplist follows them without a limit, and takes the
+// host's stack and memory for it. The format ends with a trailer of 32 bytes that tells where to
+// find what.
+class BinaryList {
+ public:
+  explicit BinaryList(const std::string& bytes) : bytes_(bytes) {}
+
+  bool IsWithinLimits() {
+    constexpr std::size_t kTrailerSize = 32;
+    if (bytes_.size() < kTrailerSize) return false;
+    const std::size_t trailer = bytes_.size() - kTrailerSize;
+    offsetSize_ = Number(trailer + 6, 1);
+    referenceSize_ = Number(trailer + 7, 1);
+    offsets_ = Number(trailer + 24, 8);
+    return Follow(Number(trailer + 16, 8), 1);
+  }
+
+ private:
+  static constexpr std::uint64_t kOutside = UINT64_MAX;
+
+  // Big-endian. kOutside for one that is not within the list.
+  std::uint64_t Number(std::uint64_t at, std::uint64_t size) const {
+    if (size > sizeof(std::uint64_t) || at > bytes_.size() || size > bytes_.size() - at) {
+      return kOutside;
+    }
+    std::uint64_t number = 0;
+    for (; size > 0; --size) number = number << 8U | static_cast<unsigned char>(bytes_[at++]);
+    return number;
+  }
+
+  bool Follow(std::uint64_t object, std::size_t depth) {
+    if (depth > esd::kMaximumDepth || ++objects_ > esd::kMaximumElements ||
+        object > bytes_.size() || offsets_ > bytes_.size()) {
+      return false;
+    }
+    std::uint64_t at = Number(offsets_ + object * offsetSize_, offsetSize_);
+    const std::uint64_t marker = Number(at, 1);
+    if (marker == kOutside) return false;
+    ++at;
+    std::uint64_t count = marker & 0x0FU;
+    if (count == 0x0F) {  // a number of its own tells it
+      const std::uint64_t size = std::uint64_t{1} << (Number(at, 1) & 0x0FU);
+      count = Number(at + 1, size);
+      at += 1 + size;
+    }
+    if (count > bytes_.size()) return false;
+    switch (marker >> 4U) {
+      case 0xA:  // an array
+      case 0xC:  // a set
+        return FollowAll(at, count, depth);
+      case 0xD:  // a dictionary: the keys, then the values
+        return FollowAll(at, count * 2, depth);
+      default:
+        size_ += count;
+        return size_ <= kMaximumFileSize;
+    }
+  }
+
+  bool FollowAll(std::uint64_t at, std::uint64_t count, std::size_t depth) {
+    for (; count > 0; --count, at += referenceSize_) {
+      if (!Follow(Number(at, referenceSize_), depth + 1)) return false;
+    }
+    return true;
+  }
+
+  const std::string& bytes_;
+  std::uint64_t offsetSize_ = 0;
+  std::uint64_t referenceSize_ = 0;
+  std::uint64_t offsets_ = 0;
+  std::size_t objects_ = 0;
+  std::uint64_t size_ = 0;  // of texts and data
+};
+
+// libplist follows nested elements without a limit, too, and sees elements in the document type and
+// its comments. It gets what our parser has read, printed anew; nothing for what that refuses.
+std::string PrintAnew(const std::string& text) {
   esd::ExpatDOMBuilder builder;
-  return builder.Init() && builder.ParseFile(path, false);
+  std::istringstream stream(text);
+  if (!builder.Init() || !builder.ParseStream(stream) || !esd::ReadsBack(*builder.Document())) {
+    return {};
+  }
+  std::ostringstream printed;
+  esd::WriteNode(printed, *builder.Document());
+  return printed.str();
 }
 
-Plist Parse(const std::string& path, const std::string& text) {
+Plist Parse(const std::string& text) {
   plist_t list = nullptr;
-  const auto size = static_cast<std::uint32_t>(text.size());
-  if (text.starts_with("bplist00")) {
-    plist_from_bin(text.data(), size, &list);
-  } else if (IsWithinLimits(path)) {
-    plist_from_xml(text.data(), size, &list);
+  if (!text.starts_with("bplist00")) {
+    const std::string printed = PrintAnew(text);
+    plist_from_xml(printed.data(), static_cast<std::uint32_t>(printed.size()), &list);
+  } else if (BinaryList(text).IsWithinLimits()) {
+    plist_from_bin(text.data(), static_cast<std::uint32_t>(text.size()), &list);
   }
   return Plist(list);
 }
@@ -43,10 +127,9 @@ bool IsType(plist_t node, plist_type type) {
 std::string AdminPrefsPath() { return MachinePath("etc/com.kelda.updater6.Admin.plist"); }
 
 bool IsUpdateEnabledByAdmin(bool& enabled) {
-  const std::string path = AdminPrefsPath();
   std::string text;
-  ReadRegularFile(path, text);
-  const Plist list = Parse(path, text);
+  ReadRegularFile(AdminPrefsPath(), text);
+  const Plist list = Parse(text);
   if (!IsType(list.get(), PLIST_DICT)) return false;
   const plist_t disable = plist_dict_get_item(list.get(), "Disable.Update");
   if (!IsType(disable, PLIST_BOOLEAN)) return false;

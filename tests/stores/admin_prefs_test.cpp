@@ -51,4 +51,65 @@ TEST(AdminPrefs, OnlyABooleanCounts) {
   }
 }
 
+// A binary list of these objects, of which the first is the outermost. References have two bytes.
+std::string Binary(const std::vector<std::string>& objects) {
+  const auto number = [](std::size_t value, int size) {
+    std::string bytes;
+    for (; size > 0; --size) bytes += static_cast<char>(value >> 8 * (size - 1));
+    return bytes;
+  };
+  std::string list = "bplist00";
+  std::string offsets;
+  for (const std::string& object : objects) {
+    offsets += number(list.size(), 4);
+    list += object;
+  }
+  return list + offsets + std::string(6, '\0') + "\x04\x02" + number(objects.size(), 8) +
+         number(0, 8) + number(list.size(), 8);
+}
+
+// So many arrays, each of which holds the next one so many times.
+std::string Nested(std::size_t depth, int references) {
+  std::vector<std::string> objects;
+  for (std::size_t i = 1; i < depth; ++i) {
+    objects.push_back(std::string(1, static_cast<char>(0xA0 | references)));
+    for (int n = 0; n < references; ++n) {
+      objects.back() += static_cast<char>(i >> 8U);
+      objects.back() += static_cast<char>(i);
+    }
+  }
+  objects.emplace_back("\x09");
+  return Binary(objects);
+}
+
+// libplist would take the host's stack, its memory or an hour.
+TEST(AdminPrefs, WhatUnfoldsTooFarIsNoList) {
+  const std::string dict = "<plist version=\"1.0\"><dict><key>Disable.Update</key><true/>";
+  const std::string end = "</dict></plist>";
+  std::string nested;
+  for (int i = 0; i < 400000; ++i) nested += i < 200000 ? "<array>" : "</array>";
+  EXPECT_EQ(AnswerFrom("<!DOCTYPE plist [<!-- ]>" + nested + " -->]>" + dict + end), 0)
+      << "a comment is none of the list";
+  EXPECT_EQ(AnswerFrom(dict + "<key>a</key>" + nested + end), -1);
+
+  const std::string key =
+      "\x5e"
+      "Disable.Update";
+  const std::string top = "\xd2" + std::string("\0\x01\0\x02\0\x03\0\x04", 8);
+  EXPECT_EQ(AnswerFrom(Binary({top, key,
+                               "\x51"
+                               "a",
+                               "\x09", "\x08"})),
+            0);
+  EXPECT_EQ(AnswerFrom(Binary({top, key,
+                               "\x51"
+                               "a",
+                               "\x09", std::string("\xa1\0\x04", 3)})),
+            -1)
+      << "one that holds itself";
+  for (const auto& [depth, references] : {std::pair(65000, 1), {64, 2}, {20, 14}}) {
+    EXPECT_EQ(AnswerFrom(Nested(static_cast<std::size_t>(depth), references)), -1);
+  }
+}
+
 }  // namespace
