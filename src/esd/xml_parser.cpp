@@ -3,6 +3,7 @@
 #define XML_DTD  // expat declares its limits on entities only then
 #include <expat.h>
 
+#include <cstring>
 #include <string_view>
 #include <utility>
 
@@ -13,6 +14,14 @@ namespace esd {
 namespace {
 
 constexpr int kChunkSize = 1024;  // bytes
+
+// What attributes take in a start tag, in bytes: pairs of name and value up to a null.
+std::size_t SizeInTag(const char** attributes) {
+  constexpr std::size_t kPunctuation = 2;  // of each half of ' name="value"'
+  std::size_t size = 0;
+  for (; *attributes != nullptr; ++attributes) size += std::strlen(*attributes) + kPunctuation;
+  return size;
+}
 
 }  // namespace
 
@@ -39,8 +48,13 @@ struct ExpatDOMBuilder::Events {
 
   static void StartElement(void* userData, const char* name, const char** attributes) {
     Guard(userData, [&](ExpatDOMBuilder& builder) {
+      // The attributes of the start tag come first. Those behind them are copied for each element,
+      // so that a small file could take all of the host's memory.
+      builder.suppliedSize_ +=
+          SizeInTag(attributes + XML_GetSpecifiedAttributeCount(builder.parser_.get()));
       // The document itself is one of the open nodes.
-      if (builder.openNodes_.size() > kMaximumDepth || ++builder.elementCount_ > kMaximumElements) {
+      if (builder.openNodes_.size() > kMaximumDepth || ++builder.elementCount_ > kMaximumElements ||
+          builder.suppliedSize_ > kxl::kMaximumFileSize) {
         XML_StopParser(builder.parser_.get(), XML_FALSE);
         return;
       }
@@ -88,6 +102,7 @@ void ExpatDOMBuilder::Reset() {
   document_.reset();
   inElement_ = false;
   elementCount_ = 0;
+  suppliedSize_ = 0;
   lastRead_ = ReadStatus::kUnreadable;
   thrown_ = nullptr;
 }

@@ -16,7 +16,8 @@ struct XML_ParserStruct;
 namespace esd {
 
 // A document nested deeper than this, in elements, is not ours and counts as damaged, and so does a
-// file larger than kxl::kMaximumFileSize. Expanded entities count as if they stood in the file.
+// file larger than kxl::kMaximumFileSize. Expanded entities, and attributes that the file's
+// document type supplies, count as if they stood in the file.
 inline constexpr std::size_t kMaximumDepth = 256;
 // So does one of more elements than this: each takes some two hundred bytes of the host's memory.
 inline constexpr std::size_t kMaximumElements = 1000000;
@@ -72,6 +73,7 @@ class ExpatDOMBuilder {
   XMLDocumentNode::Children openNodes_;
   bool inElement_ = false;
   std::size_t elementCount_ = 0;
+  std::size_t suppliedSize_ = 0;  // of attributes that stand in no start tag, in bytes
   ReadStatus lastRead_ = ReadStatus::kUnreadable;
   std::exception_ptr thrown_;  // inside a callback, which must return to expat
   std::unique_ptr<XML_ParserStruct, ParserDeleter> parser_;

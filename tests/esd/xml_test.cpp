@@ -58,10 +58,14 @@ TEST(Xml, RefusesWhatIsNotWellFormedOrOutOfBounds) {
     for (int n = 0; n < 10; ++n) bomb += std::string("&e") + static_cast<char>(i - 1) + ";";
     bomb += "\">";
   }
+  std::string copies =
+      "<!DOCTYPE a [<!ATTLIST b c CDATA \"" + std::string(100000, 'x') + "\">]><a>";
+  for (int i = 0; i < 700; ++i) copies += "<b/>";  // 70 MB
+  copies += "</a>";
   for (const std::string& text :
        {std::string(), std::string("<a>"), std::string("<a></b>"), std::string("<a/><b/>"),
         std::string("text"), std::string(100, '\0'), std::string("<a>\xFF</a>"), Nested(257),
-        Nested(100000), bomb + "]><a>&e7;</a>"}) {
+        Nested(100000), bomb + "]><a>&e7;</a>", copies}) {
     EXPECT_EQ(ReadAndPrint(text), "damaged") << text.substr(0, 40);
   }
   EXPECT_TRUE(ReadAndPrint(Nested(256)).starts_with(kDeclaration));
