@@ -3,9 +3,14 @@
 #include <fnmatch.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <sstream>
+#include <system_error>
+#include <thread>
 
 #include "esd/resource_locker.h"
 
@@ -21,9 +26,28 @@ void ExpectNoLock(const std::string& resource) {
   fs::remove(semaphore);
 }
 
+bool RunsFromTheFolder(const fs::path& process) {
+  std::ifstream file(process / "cmdline", std::ios::binary);
+  const std::string line(std::istreambuf_iterator<char>(file), {});
+  return line.find(folder + "/opt/") != std::string::npos;
+}
+
+// A test may start updaters and end before they do, and the next test would find them.
+void AwaitUpdaters() {
+  using Clock = std::chrono::steady_clock;
+  const Clock::time_point deadline = Clock::now() + std::chrono::seconds(30);
+  std::error_code error;
+  while (Clock::now() < deadline &&
+         std::any_of(fs::directory_iterator("/proc", error), fs::directory_iterator(),
+                     [](const fs::directory_entry& entry) { return RunsFromTheFolder(entry); })) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+}
+
 // Looks at every test's traces on the machine, then empties it for the next one.
 class LeftoverListener : public testing::EmptyTestEventListener {
   void OnTestEnd(const testing::TestInfo& /*test*/) override {
+    AwaitUpdaters();
     for (const auto& entry : fs::recursive_directory_iterator(folder)) {
       const std::string path = entry.path();
       if (entry.is_regular_file()) {

@@ -80,6 +80,7 @@ bool FetchMissingComponents() {
     std::erase_if(components, [&](const kxl::KeldaUpdaterAMissingComponent& component) {
       return !FetchComponent(catalogue, component, folder);
     });
+    if (components.empty()) continue;
     isWritten = list.RemoveComponents(appId, components) && isWritten;
   }
   return isWritten;
