@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <boost/locale/utf.hpp>
+#include <cstddef>
+
+#include "esd/xml_parser.h"
 
 namespace esd {
 
@@ -87,6 +90,22 @@ class Printer {
   std::string text_;
 };
 
+bool IsAttributeText(const std::string& value) {
+  return IsXmlText(value) && value.find_first_of("\"&<\t\n\r") == std::string::npos;
+}
+
+bool ReadsBack(const XMLDocumentNode& node, std::size_t depth, std::size_t& elements) {
+  const auto& attributes = node.GetAttributes();
+  const auto& children = node.GetChildren();
+  elements += children.size();
+  return depth <= kMaximumDepth && elements <= kMaximumElements && IsXmlText(node.GetText()) &&
+         std::all_of(attributes.begin(), attributes.end(),
+                     [](const auto& attribute) { return IsAttributeText(attribute.second); }) &&
+         std::all_of(children.begin(), children.end(), [&](const XMLNodePointer& child) {
+           return ReadsBack(*child, depth + 1, elements);
+         });
+}
+
 }  // namespace
 
 std::ostream& WriteNode(std::ostream& stream, const XMLDocumentNode& node) {
@@ -101,14 +120,8 @@ std::ostream& WriteNode(std::ostream& stream, const XMLDocumentNode& node) {
 }
 
 bool ReadsBack(const XMLDocumentNode& node) {
-  return IsXmlText(node.GetText()) &&
-         std::all_of(node.GetAttributes().begin(), node.GetAttributes().end(),
-                     [](const auto& attribute) {
-                       return IsXmlText(attribute.second) &&
-                              attribute.second.find_first_of("\"&<\t\n\r") == std::string::npos;
-                     }) &&
-         std::all_of(node.GetChildren().begin(), node.GetChildren().end(),
-                     [](const XMLNodePointer& child) { return ReadsBack(*child); });
+  std::size_t elements = 0;
+  return ReadsBack(node, node.IsDocument() ? 0 : 1, elements);
 }
 
 void EscapeText(std::string_view text, std::string& out) {

@@ -75,6 +75,23 @@ TEST(Xml, RefusesWhatIsNotWellFormedOrOutOfBounds) {
   EXPECT_TRUE(ReadAndPrint("<a" + attributes + "/>").starts_with(kDeclaration));
 }
 
+TEST(Xml, WritesNoMoreThanIsRead) {
+  const esd::XMLNodePointer document = esd::XMLDocumentNode::NewDocument();
+  const esd::XMLNodePointer root = esd::FindOrCreateChild(document, "a");
+  const esd::XMLNodePointer child = esd::XMLDocumentNode::NewElement("b");
+  for (std::size_t i = 1; i < esd::kMaximumElements; ++i) root->AddChild(child);
+  EXPECT_TRUE(esd::ReadsBack(*document));
+  root->AddChild(child);
+  EXPECT_FALSE(esd::ReadsBack(*document)) << "too many";
+
+  esd::XMLNodePointer node = esd::XMLDocumentNode::NewDocument();
+  const esd::XMLNodePointer deep = node;
+  for (std::size_t i = 0; i < esd::kMaximumDepth; ++i) node = esd::FindOrCreateChild(node, "a");
+  EXPECT_TRUE(esd::ReadsBack(*deep));
+  esd::FindOrCreateChild(node, "a");
+  EXPECT_FALSE(esd::ReadsBack(*deep)) << "too deep";
+}
+
 TEST(Xml, TellsMissingEmptyLargeAndUnreadableFilesApart) {
   WriteFile(InTestFolder("empty"), "");
   WriteFile(InTestFolder("large"), "<a/>");
