@@ -57,7 +57,7 @@ std::optional<std::time_t> Instant(std::string_view text) {
   int s = 0;
   std::sscanf(std::string(text).c_str(), "%d:%d:%d", &h, &m, &s);
   if (h > 23 || m > 59 || s > 59) return std::nullopt;
-  return system_clock::to_time_t(sys_days(*date) + hours(h) + minutes(m) + seconds(s));
+  return (sys_days(*date) + hours(h) + minutes(m) + seconds(s)).time_since_epoch().count();
 }
 
 void CheckEnd(const std::string& text) {
