@@ -28,11 +28,11 @@ run() {
 }
 
 # Keeps the inputs with a name of their own, and of the others, which are named by their digest,
-# what reaches more.
+# the fewest that reach what all of them reach.
 minimise() {
   find "$corpus" -regextype posix-extended -regex '.*/[0-9a-f]{40}' \
     -exec mv -t "$TMPDIR/found" {} +
-  run -merge=1 -use_counters=0 "$corpus" "$TMPDIR/found"
+  run -set_cover_merge=1 -use_counters=0 "$corpus" "$TMPDIR/found"
   rm -rf "$TMPDIR/found"
 }
 
