@@ -102,5 +102,6 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
   setenv("HOME", fuzz::Path("home").c_str(), 1);
   setenv("XDG_RUNTIME_DIR", fuzz::Path("run").c_str(), 1);
   for (const char* name : {"XDG_CACHE_HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME"}) unsetenv(name);
+  std::filesystem::create_directories(fuzz::DataPath(""));  // no input waits for another to make it
   return 0;
 }
