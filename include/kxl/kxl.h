@@ -176,7 +176,7 @@ KXL_API int32_t KXLTriggerUpdateCheck(const char* appIdentifier, const char* app
  * ESD_ERR_NOTIFY_PENDING; call again with the same requestNumber, seconds later, until the answer
  * is another one. ESD_ERR_OK means that the updater has answered: *result then holds its number (0
  * when it gave none), and the answer is used up. An answer that is damaged ends the request the
- * same way and leaves *result alone.
+ * same way and leaves *result alone; one that cannot be removed is answered again.
  *
  * @param appIdentifier, appDisplayName, appFolderPath  as in KXLRegisterApplication
  * @param requestNumber  the caller's own number for this request

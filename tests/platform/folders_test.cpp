@@ -1,5 +1,6 @@
 #include "platform/folders.h"
 
+#include <sys/auxv.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -131,6 +132,37 @@ int FindWithoutAWorkingFolder(const Link& /*parent*/, const Arguments& arguments
 TEST(Folders, ARootThatCannotBeFoundIsNoRoot) {
   ChildProcess child(FindWithoutAWorkingFolder, {InTestFolder("gone")}, {{"KXL_ROOT", "relative"}});
   EXPECT_EQ(child.Exit(), 0);
+}
+
+// Starts the program given, this one's copy, with the same body; that answers what it found.
+int FindInASetUserIdProgram(const Link& parent, const Arguments& arguments) {
+  if (!arguments.empty()) {
+    std::string line = ReadFile("/proc/self/cmdline");
+    const char* const body = line.c_str() + line.find('\0') + 1;
+    execl(arguments[0].c_str(), "child", body, nullptr);
+    return 1;
+  }
+  std::string home;
+  kxl::FindFolder(kxl::kUserApplicationSupport, home, kxl::IfMissing::kFail);
+  parent.Write(kxl::MachinePath("etc") + "\n" + home);
+  return getauxval(AT_SECURE) == 0 ? 77 : 0;
+}
+
+// Whoever starts such a program must not lead its owner's rights elsewhere.
+TEST(Folders, ASetUserIdProgramDoesNotAskTheEnvironment) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root to give a program away";
+  const std::string program = InTestFolder("program");
+  fs::copy_file("/proc/self/exe", program);
+  ASSERT_EQ(chown(program.c_str(), 65534, 65534), 0);
+  chmod(program.c_str(), 06755);
+  fs::create_directories(InTestFolder("home/.local/share"));
+  ChildProcess child(FindInASetUserIdProgram, {program});
+  const std::string found = child.ReadAll();
+  const int status = child.Exit();
+  if (status == 77) GTEST_SKIP() << "the temporary folder ignores set-id bits";
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(found.find(TestFolder()), std::string::npos) << found;
+  EXPECT_EQ(found.substr(0, 5), "/etc\n");
 }
 
 int FindWithoutLooking(const Link& /*parent*/, const Arguments& /*arguments*/) {

@@ -3,8 +3,10 @@
 #include <kxl/kxl.h>
 #include <pwd.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
 #include <thread>
 
@@ -88,6 +90,15 @@ TEST(HostileHost, EveryFunctionDoesItsJob) {
 }
 
 int CallFromManyThreads(const Link& /*parent*/, const Arguments& arguments) {
+  std::atomic<bool> ended = false;
+  // As another process does that cuts a long log.
+  std::thread switcher([&] {
+    const std::string next = LibraryLog() + ".next";
+    while (arguments[1] == "switch the log" && !ended) {
+      WriteFile(next, "");
+      fs::rename(next, LibraryLog());
+    }
+  });
   std::vector<std::thread> threads;
   for (int number = 0; number < 8; ++number) {
     threads.emplace_back([number, &arguments] {
@@ -101,6 +112,8 @@ int CallFromManyThreads(const Link& /*parent*/, const Arguments& arguments) {
     });
   }
   for (std::thread& thread : threads) thread.join();
+  ended = true;
+  switcher.join();
   return MakeCall({"RegisterApplication", "last", "A", "/a"});
 }
 
@@ -111,10 +124,48 @@ TEST(HostileHost, ManyThreadsCallEverything) {
 #else
   constexpr std::size_t kRounds = 3;
 #endif
-  EXPECT_EQ(ChildProcess(CallFromManyThreads, {std::to_string(kRounds)}, WithAccounts()).Exit(), 0);
-  const std::string log = ReadLog(LibraryLog());
-  EXPECT_EQ(Count(log, "In KXLDoPluginAction(...)\n"), 8 * kRounds);
-  EXPECT_EQ(Count(log, "exception failure"), 0U);
+  for (const std::string log : {"leave the log", "switch the log"}) {
+    ChildProcess host(CallFromManyThreads, {std::to_string(kRounds), log}, WithAccounts());
+    EXPECT_EQ(host.Exit(), 0) << log;
+    const std::string text = ReadLog(LibraryLog());
+    if (log == "leave the log") {
+      EXPECT_EQ(Count(text, "In KXLDoPluginAction(...)\n"), 8 * kRounds);
+    }
+    EXPECT_EQ(Count(text, "exception failure"), 0U);
+    EXPECT_EQ(Count(text, "appIdentifier = last\n"), 1U) << text;
+    fs::remove_all(InTestFolder("var"));
+    fs::remove_all(InTestFolder("home"));
+  }
+}
+
+int ForkBesideCalls(const Link& /*parent*/, const Arguments& /*arguments*/) {
+  // These need no account database, whose wrapper here does not take forks well.
+  const std::vector<Call> calls = {kAllNine[0], kAllNine[4], kAllNine[7]};
+  const std::vector<int> answers = {6, ESD_ERR_KX, ESD_ERR_OK};
+  std::atomic<bool> ended = false;
+  std::vector<std::thread> threads;
+  for (int number = 0; number < 3; ++number) {
+    threads.emplace_back([&ended, id = "t" + std::to_string(number)] {
+      while (!ended) MakeCall({"IsUpdateAvailable", id, "A", "/a"});
+    });
+  }
+  int result = MakeAllCalls(calls, answers);
+  for (int i = 0; i < 20 && result == 0; ++i) {
+    const pid_t child = fork();
+    if (child == 0) {
+      alarm(10);
+      _exit(MakeAllCalls(calls, answers));
+    }
+    if (waitpid(child, &result, 0) != child) result = -1;
+  }
+  ended = true;
+  for (std::thread& thread : threads) thread.join();
+  return result == 0 ? 0 : 1;
+}
+
+TEST(HostileHost, MayForkWhileItsThreadsCall) {
+  fs::create_directories(InTestFolder("opt"));
+  EXPECT_EQ(ChildProcess(ForkBesideCalls).Exit(), 0);
 }
 
 }  // namespace

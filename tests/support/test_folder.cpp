@@ -133,7 +133,8 @@ std::size_t Count(const std::string& text, const std::string& piece) {
 Environment WithAccounts(const std::string& groups) {
   WriteFile(InTestFolder("passwd"), "kelly:x:" + std::to_string(getuid()) + ":4000::" + folder +
                                         "/home:/bin/sh\nroot:x:0:0::/:/bin/sh\n"
-                                        "guest:x:2000:2000::/:/bin/sh\n");
+                                        "guest:x:2000:2000::/:/bin/sh\n"
+                                        "nina:x:2001:2001::/:/bin/sh\n");
   WriteFile(InTestFolder("group"), groups);
   return {{"LD_PRELOAD", "libnss_wrapper.so"},
           {"NSS_WRAPPER_PASSWD", InTestFolder("passwd")},
