@@ -3,6 +3,7 @@
 #include <kxl/kxl.h>
 #include <plist/plist.h>
 
+#include <cstdio>
 #include <ctime>
 
 #include "api/availability.h"
@@ -31,6 +32,7 @@ void ForEveryDamage(const std::string& path, const std::string& text, Body body)
       use(damaged);
     }
   }
+  std::printf("%zu damaged files\n", 4 * text.size());
 }
 
 kxl::KeldaUpdaterRegisteredApp App(const char* id) {
