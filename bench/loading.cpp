@@ -26,10 +26,10 @@ double Ask(const std::string& command) {
 }  // namespace
 
 void AddLoadingRows() {
-  constexpr double kNanosecond = 1e-9;
-  const std::string row = "load, and the first KXLGetVersion";
-  AddTimedRow(row, kLibrary, [] { return Ask(LOADER " " LIBRARY " KXLGetVersion") * kNanosecond; });
-  AddTimedRow(row, kMinimum, [] { return Ask(LOADER " " TRIVIAL " GetVersion") * kNanosecond; });
+  static constexpr double kNanosecond = 1e-9;
+  AddRow("load, and the first KXLGetVersion",
+         {{kLibrary, [] { return Ask(LOADER " " LIBRARY " KXLGetVersion") * kNanosecond; }},
+          {kMinimum, [] { return Ask(LOADER " " TRIVIAL " GetVersion") * kNanosecond; }}});
 }
 
 double MemoryOfARegistration() {

@@ -35,15 +35,16 @@ double HandOver(const std::string& name, int pause) {
 
 void AddLockRows() {
   const std::string name = Path("locked");
-  AddRow("lock and unlock", kLibrary, [=] {
+  const auto library = [=] {
     esd::ResourceLocker locker(name, 0);
     Check(locker.Lock(), "a lock is held");
-  });
-  AddRow("lock and unlock", kMinimum, [=] { const Lock lock(name); });
-  AddTimedRow("hand-over of a held lock", kLibrary, [=, pause = 0]() mutable {
-    pause = (pause + 337) % 1000;  // microseconds
-    return HandOver(name, pause);
-  });
+  };
+  const auto minimum = [=] { const Lock lock(name); };
+  AddRow("lock and unlock", {Timed(kLibrary, library), Timed(kMinimum, minimum)});
+  AddRow("hand-over of a held lock", {{kLibrary, [=, pause = 0]() mutable {
+                                         pause = (pause + 337) % 1000;  // microseconds
+                                         return HandOver(name, pause);
+                                       }}});
 }
 
 }  // namespace bench

@@ -45,20 +45,25 @@ bool IsEnabledByHand(const std::string& list) {
 }
 
 void AddQueries() {
-  AddRow("KXLIsUpdateCheckEnabled", kLibrary,
-         [] { Check(KXLIsUpdateCheckEnabled() == 1, "this user is no administrator"); });
-  const std::string list = Path("etc/com.kelda.updater6.Admin.plist");
-  AddRow("KXLIsUpdateCheckEnabled", kMinimum,
-         [=] { Check(IsEnabledByHand(list), "this user is no administrator"); });
-  AddRow("KXLSuppressUpdates, a query without a file", kLibrary, [] {
+  constexpr int kBatch = 100;
+  const auto enabled = [] {
+    Check(KXLIsUpdateCheckEnabled() == 1, "this user is no administrator");
+  };
+  const auto enabledByHand = [list = Path("etc/com.kelda.updater6.Admin.plist")] {
+    Check(IsEnabledByHand(list), "this user is no administrator");
+  };
+  AddRow("KXLIsUpdateCheckEnabled",
+         {Timed(kLibrary, enabled, kBatch), Timed(kMinimum, enabledByHand, kBatch)});
+  const auto query = [] {
     std::uint32_t seconds = 1;
     Check(KXLSuppressUpdates(nullptr, nullptr, &seconds, 1) == ESD_ERR_OK, "the query has failed");
-  });
-  const std::string holds = SuppressPath();
-  AddRow("KXLSuppressUpdates, a query without a file", kMinimum, [=] {
+  };
+  const auto queryByHand = [holds = SuppressPath()] {
     const Lock lock(holds);
     Check(open(holds.c_str(), O_RDONLY | O_CLOEXEC) == -1, "there are holds");
-  });
+  };
+  AddRow("KXLSuppressUpdates, a query without a file",
+         {Timed(kLibrary, query), Timed(kMinimum, queryByHand)});
 }
 
 // Idle processes for as long as one lives.
@@ -104,17 +109,16 @@ bool ReadEveryName() {
 }
 
 void AddFinding() {
-  static constexpr std::size_t kProcesses = 300;
-  const std::string row = "finding the updater among 300 processes";
   const auto crowd = std::make_shared<std::unique_ptr<Crowd>>();
-  const auto gather = [crowd] {
-    if (!*crowd) *crowd = std::make_unique<Crowd>(kProcesses);
-  };
-  AddRow(row, kLibrary, gather, [](std::size_t /*iteration*/) {
+  const auto library = [] {
     Check(!kxl::FindUpdaterProcess(kxl::BringToFront::kNo), "an updater runs");
-  });
-  AddRow(row, kMinimum, gather,
-         [](std::size_t /*iteration*/) { Check(!ReadEveryName(), "an updater runs"); });
+  };
+  const auto minimum = [crowd] { Check(!ReadEveryName(), "an updater runs"); };
+  AddRow("finding the updater among 300 processes",
+         {Timed(kLibrary, library), Timed(kMinimum, minimum)}, [crowd] {
+           constexpr std::size_t kProcesses = 300;
+           if (!*crowd) *crowd = std::make_unique<Crowd>(kProcesses);
+         });
 }
 
 }  // namespace

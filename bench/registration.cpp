@@ -2,7 +2,7 @@
 #include <kxl/kxl.h>
 #include <sqlite3.h>
 
-#include <filesystem>
+#include <string>
 
 #include "bench/machine.h"
 #include "bench/minimum.h"
@@ -13,52 +13,48 @@ namespace bench {
 
 namespace {
 
-// The middle application's name is another one at every iteration, so that there is something to
-// write. Lists begin with the odd one.
-const char* Name(std::size_t iteration) { return iteration % 2 == 0 ? "Even" : "Odd"; }
-
 auto MakeList(std::size_t applications) {
-  return [=] { WriteFile(ListPath(), ListText(applications, Name(1))); };
+  return [=] { WriteFile(ListPath(), ListText(applications, "Before")); };
 }
 
-void AddReplacing(std::size_t applications, const std::string& row) {
+Variant Replacing(std::size_t applications) {
   const std::string id = MiddleId(applications);
   const std::string folder = "/opt/example/application" + std::to_string(applications / 2);
-  AddRow(row, kLibrary, MakeList(applications), [=](std::size_t iteration) {
-    Check(KXLRegisterApplication(id.c_str(), Name(iteration), folder.c_str()) == ESD_ERR_OK,
+  return Timed(kLibrary, [=, count = 100000]() mutable {
+    const std::string name = std::to_string(++count);  // another one than before
+    Check(KXLRegisterApplication(id.c_str(), name.c_str(), folder.c_str()) == ESD_ERR_OK,
           "registering has failed");
   });
-  const std::string texts[] = {ListText(applications, Name(0)), ListText(applications, Name(1))};
-  AddRow(row, kMinimum, MakeList(applications), [=](std::size_t iteration) {
+}
+
+Variant ReplacingByHand(std::size_t applications) {
+  return Timed(kMinimum, [text = ListText(applications, "Before")] {
     const Lock lock(ListPath());
     ParseForNothing(Read(ListPath()));
-    Replace(ListPath(), texts[iteration % 2]);
+    Replace(ListPath(), text);
   });
 }
 
-void AddReading(std::size_t applications, const std::string& row) {
-  AddRow(row, kMinimum, MakeList(applications), [](std::size_t /*iteration*/) {
+Variant ReadingByHand() {
+  return Timed(kMinimum, [] {
     const Lock lock(ListPath());
     ParseForNothing(Read(ListPath()));
   });
 }
 
-void AddNoChange(std::size_t applications, const std::string& row) {
-  AddRow(row, kLibrary, MakeList(applications), [](std::size_t /*iteration*/) {
+Variant ChangingNothing() {
+  return Timed(kLibrary, [] {
     Check(KXLRegisterApplication("com.example.application0", "Example Application",
                                  "/opt/example/application0") == ESD_ERR_ALREADYREGISTERED,
           "an application is not registered");
   });
-  AddReading(applications, row);
 }
 
-void AddLookup(std::size_t applications, const std::string& row) {
-  const std::string id = MiddleId(applications);
-  AddRow(row, kLibrary, MakeList(applications), [=](std::size_t /*iteration*/) {
+Variant LookingUp(std::size_t applications) {
+  return Timed(kLibrary, [id = MiddleId(applications)] {
     kxl::KeldaUpdaterRegisteredApp app{esd::XMLNodePointer()};
     Check(kxl::KeldaUpdaterRegistrationManager().Find(id, app), "an application is not found");
   });
-  AddReading(applications, row);
 }
 
 class Database {
@@ -91,36 +87,39 @@ class Database {
   sqlite3* database_ = nullptr;
 };
 
-std::string DatabasePath(std::size_t applications, const char* journal) {
-  return Path("list" + std::to_string(applications) + journal);
+constexpr char kJournal[] = "DELETE";
+constexpr char kWriteAhead[] = "WAL";
+
+std::string NameOf(const char* journal) {
+  return journal == kJournal ? "SQLite, rollback journal" : "SQLite, write-ahead log";
 }
 
-auto MakeDatabase(std::size_t applications, const char* journal) {
-  return [=] {
-    const std::string path = DatabasePath(applications, journal);
-    if (std::filesystem::exists(path)) return;
-    Database database(path, journal);
-    database.Run("CREATE TABLE application (id TEXT PRIMARY KEY, name TEXT, folder TEXT); BEGIN");
-    for (std::size_t i = 0; i < applications; ++i) {
-      database.Run("INSERT INTO application VALUES (?1, ?2, '/opt/example/application')",
-                   "com.example.application" + std::to_string(i), "Example Application");
-    }
-    database.Run("COMMIT");
-  };
+std::string MakeDatabase(std::size_t applications, const char* journal) {
+  std::string path = Path("list" + std::to_string(applications) + journal);
+  Database database(path, journal);
+  database.Run("CREATE TABLE application (id TEXT PRIMARY KEY, name TEXT, folder TEXT); BEGIN");
+  for (std::size_t i = 0; i < applications; ++i) {
+    database.Run("INSERT INTO application VALUES (?1, ?2, '/opt/example/application')",
+                 "com.example.application" + std::to_string(i), "Example Application");
+  }
+  database.Run("COMMIT");
+  return path;
 }
 
-void AddDatabase(std::size_t applications, const char* journal, const std::string& variant,
-                 const std::string& replace, const std::string& lookup) {
-  const std::string path = DatabasePath(applications, journal);
-  const std::string id = MiddleId(applications);
-  AddRow(replace, variant, MakeDatabase(applications, journal), [=](std::size_t iteration) {
+Variant ReplacingInDatabase(std::size_t applications, const std::string& path,
+                            const char* journal) {
+  return Timed(NameOf(journal), [=, id = MiddleId(applications), count = 0]() mutable {
     Database database(path, journal);
     database.Run(
         "INSERT INTO application VALUES (?1, ?2, '/opt/example/application') "
         "ON CONFLICT (id) DO UPDATE SET name = excluded.name",
-        id, Name(iteration));
+        id, std::to_string(++count));
   });
-  AddRow(lookup, variant, MakeDatabase(applications, journal), [=](std::size_t /*iteration*/) {
+}
+
+Variant LookingUpInDatabase(std::size_t applications, const std::string& path,
+                            const char* journal) {
+  return Timed(NameOf(journal), [=, id = MiddleId(applications)] {
     Database database(path, journal);
     Check(database.Run("SELECT folder FROM application WHERE id = ?1", id, {}), "no row");
   });
@@ -131,13 +130,20 @@ void AddDatabase(std::size_t applications, const char* journal, const std::strin
 void AddRegistrationRows() {
   for (const std::size_t applications : {10U, 100U, 1000U, 10000U}) {
     const std::string suffix = ", " + std::to_string(applications) + " applications";
-    const std::string replace = "register, one is replaced" + suffix;
-    const std::string lookup = "look one up" + suffix;
-    AddReplacing(applications, replace);
-    AddNoChange(applications, "register, nothing changes" + suffix);
-    AddLookup(applications, lookup);
-    AddDatabase(applications, "DELETE", "SQLite, rollback journal", replace, lookup);
-    AddDatabase(applications, "WAL", "SQLite, write-ahead log", replace, lookup);
+    const std::string journal = MakeDatabase(applications, kJournal);
+    const std::string writeAhead = MakeDatabase(applications, kWriteAhead);
+    AddRow("register, one is replaced" + suffix,
+           {Replacing(applications), ReplacingByHand(applications),
+            ReplacingInDatabase(applications, journal, kJournal),
+            ReplacingInDatabase(applications, writeAhead, kWriteAhead)},
+           MakeList(applications));
+    AddRow("register, nothing changes" + suffix, {ChangingNothing(), ReadingByHand()},
+           MakeList(applications));
+    AddRow("look one up" + suffix,
+           {LookingUp(applications), ReadingByHand(),
+            LookingUpInDatabase(applications, journal, kJournal),
+            LookingUpInDatabase(applications, writeAhead, kWriteAhead)},
+           MakeList(applications));
   }
 }
 

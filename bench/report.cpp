@@ -70,11 +70,9 @@ void Report::ReportRuns(const std::vector<Run>& runs) {
   for (const Run& run : runs) {
     const bool isOnlyOne = run.repetitions <= 1 && run.run_type == Run::RT_Iteration;
     if (!isOnlyOne && run.aggregate_name != "median") continue;
-    const std::string& name = run.run_name.function_name;
-    const std::size_t slash = name.rfind('/');
-    const std::string row = name.substr(0, slash);
-    if (rows_.count(row) == 0) order_.push_back(row);
-    rows_[row][name.substr(slash + 1)] = run.GetAdjustedRealTime();
+    const std::string& row = run.run_name.function_name;
+    order_.push_back(row);
+    for (const auto& [variant, time] : run.counters) rows_[row][variant] = time.value;
   }
 }
 

@@ -10,7 +10,7 @@
 
 namespace bench {
 
-// Collects the medians of all repetitions (or the only one) of each variant of each row.
+// Collects each row's times, the median of its repetitions.
 class Report : public benchmark::BenchmarkReporter {
  public:
   bool ReportContext(const Context& /*context*/) override { return true; }

@@ -3,51 +3,39 @@
 #ifndef KXL_BENCH_ROWS_H
 #define KXL_BENCH_ROWS_H
 
-#include <benchmark/benchmark.h>
-
-#include <cstddef>
+#include <chrono>
+#include <functional>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace bench {
 
-// The variants that the table knows by name; any other one is a peer.
+// The variants that the table knows by name; any other one is something else that one would use.
 inline constexpr char kLibrary[] = "libkxl";
 inline constexpr char kMinimum[] = "minimum";
 
-// Measures work, which is called with the iteration's number, from 0. Before each series of
-// iterations prepare is called, unmeasured.
-template <typename Prepare, typename Work>
-void AddRow(const std::string& row, const std::string& variant, Prepare prepare, Work work) {
-  benchmark::RegisterBenchmark(
-      (row + "/" + variant).c_str(),
-      [prepare = std::move(prepare), work = std::move(work)](benchmark::State& state) {
-        prepare();
-        std::size_t number = 0;
-        for ([[maybe_unused]] auto iteration : state) work(number++);
-      })
-      ->Unit(benchmark::kMicrosecond)
-      ->UseRealTime();
-}
+struct Variant {
+  std::string name;
+  std::function<double()> measure;  // does the work once and answers how many seconds it took
+};
 
+// A variant whose work is done so many times in a row, for what takes less than the clock.
 template <typename Work>
-void AddRow(const std::string& row, const std::string& variant, Work work) {
-  AddRow(
-      row, variant, [] {}, [work = std::move(work)](std::size_t) { work(); });
+Variant Timed(const std::string& name, Work work, int times = 1) {
+  return {name, [work = std::move(work), times]() mutable {
+            using Clock = std::chrono::steady_clock;
+            const Clock::time_point start = Clock::now();
+            for (int i = 0; i < times; ++i) work();
+            return std::chrono::duration<double>(Clock::now() - start).count() / times;
+          }};
 }
 
-// As AddRow, but measure answers how many seconds one iteration took.
-template <typename Measure>
-void AddTimedRow(const std::string& row, const std::string& variant, Measure measure) {
-  benchmark::RegisterBenchmark((row + "/" + variant).c_str(),
-                               [measure = std::move(measure)](benchmark::State& state) mutable {
-                                 for ([[maybe_unused]] auto iteration : state) {
-                                   state.SetIterationTime(measure());
-                                 }
-                               })
-      ->Unit(benchmark::kMicrosecond)
-      ->UseManualTime();
-}
+// Measures the variants in turns and in any order, so that whatever else the machine does meets all
+// of them. Each run reports the median of each variant's times, in microseconds, as a counter of
+// its name.
+void AddRow(
+    const std::string& row, std::vector<Variant> variants, std::function<void()> prepare = [] {});
 
 void AddRegistrationRows();
 void AddXmlRows();

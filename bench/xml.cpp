@@ -29,45 +29,49 @@ struct XmlDeleter {
 };
 
 void AddParsing(const std::string& path) {
-  const std::string row = "XML: parse 1000 applications into a tree";
-  AddRow(row, kLibrary, [=] {
+  const auto library = [=] {
     esd::ExpatDOMBuilder builder;
     Check(builder.Init() && builder.ParseFile(path, false), "a list does not parse");
-  });
-  AddRow(row, kMinimum, [=] { ParseForNothing(Read(path)); });
-  AddRow(row, "libxml2", [=] {
+  };
+  const auto minimum = [=] { ParseForNothing(Read(path)); };
+  const auto libxml2 = [=] {
     const std::unique_ptr<xmlDoc, XmlDeleter> document(xmlReadFile(path.c_str(), nullptr, 0));
     Check(document != nullptr, "libxml2 has failed");
-  });
-  AddRow(row, "pugixml", [=] {
+  };
+  const auto pugixml = [=] {
     pugi::xml_document document;
     Check(document.load_file(path.c_str()), "pugixml has failed");
-  });
+  };
+  AddRow("XML: parse 1000 applications into a tree",
+         {Timed(kLibrary, library), Timed(kMinimum, minimum), Timed("libxml2", libxml2),
+          Timed("pugixml", pugixml)});
 }
 
 void AddWriting(const std::string& path) {
-  const std::string row = "XML: write a tree of 1000 applications";
   const auto builder = std::make_shared<esd::ExpatDOMBuilder>();
-  Check(builder->Init() && builder->ParseFile(path, false), "a list does not parse");
-  AddRow(row, kLibrary, [=] {
+  const auto document = std::make_shared<pugi::xml_document>();
+  const std::shared_ptr<xmlDoc> other(xmlReadFile(path.c_str(), nullptr, 0), XmlDeleter());
+  Check(builder->Init() && builder->ParseFile(path, false) && document->load_file(path.c_str()) &&
+            other != nullptr,
+        "a list does not parse");
+  const auto library = [=] {
     Nowhere nowhere;
     std::ostream stream(&nowhere);
     esd::WriteNode(stream, *builder->Document());
-  });
-  const auto document = std::make_shared<pugi::xml_document>();
-  Check(document->load_file(path.c_str()), "pugixml has failed");
-  AddRow(row, "pugixml", [=] {
+  };
+  const auto pugixml = [=] {
     Nowhere nowhere;
     std::ostream stream(&nowhere);
     document->save(stream, "", pugi::format_raw);
-  });
-  const std::shared_ptr<xmlDoc> other(xmlReadFile(path.c_str(), nullptr, 0), XmlDeleter());
-  AddRow(row, "libxml2", [=] {
+  };
+  const auto libxml2 = [=] {
     const auto drop = [](void* /*context*/, const char* /*text*/, int size) { return size; };
     xmlSaveCtxt* save = xmlSaveToIO(drop, nullptr, nullptr, nullptr, 0);
     xmlSaveDoc(save, other.get());
     xmlSaveClose(save);
-  });
+  };
+  AddRow("XML: write a tree of 1000 applications",
+         {Timed(kLibrary, library), Timed("pugixml", pugixml), Timed("libxml2", libxml2)});
 }
 
 }  // namespace

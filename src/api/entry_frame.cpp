@@ -57,6 +57,7 @@ void EnsureLogConfigured(RequestPreferences& preferences) {
 }
 
 void TraceCall(std::string_view function) {
+  if (!TraceLog::Wants(kLogNormal)) return;
   std::string text = "In ";
   text += function;
   text += "(...)";
@@ -72,6 +73,7 @@ void TraceBoolean(std::string_view name, bool value) {
 }
 
 void TraceResult(std::int32_t code) {
+  if (!TraceLog::Wants(kLogNormal)) return;
   LogValue(kLogNormal, Flush::kNo, "return code", ResultCodeText(code, "%0(%1)"));
 }
 

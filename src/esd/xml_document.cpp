@@ -9,9 +9,14 @@
 
 namespace esd {
 
+namespace {
+
+constexpr std::size_t kUsualChildren = 2;  // an application's
+
+}  // namespace
+
 XMLNodePointer XMLDocumentNode::NewDocument() {
-  XMLNodePointer document = boost::make_shared<XMLDocumentNode>(std::string_view(), true);
-  document->SetAttribute("version", "1.0");
+  XMLNodePointer document = boost::make_shared<XMLDocumentNode>("1.0", true);
   document->SetAttribute("encoding", "UTF-8");
   return document;
 }
@@ -52,23 +57,31 @@ bool XMLDocumentNode::AttributeIs(std::string_view name, std::string_view value)
 
 void XMLDocumentNode::SetAttribute(std::string_view name, std::string_view value) {
   if (isDocument_ && name == "version") {
-    version_ = value;
+    label_ = value;
   } else {
-    attributes_[std::string(name)] = value;
+    const auto at = std::lower_bound(
+        attributes_.begin(), attributes_.end(), name,
+        [](const auto& attribute, std::string_view wanted) { return attribute.first < wanted; });
+    if (at != attributes_.end() && at->first == name) {
+      at->second = value;
+    } else {
+      attributes_.emplace(at, name, value);
+    }
   }
 }
 
 // One by one, a hostile order of many would move them all for each.
 void XMLDocumentNode::SetAttributes(const char** namesAndValues) {
-  std::vector<std::pair<std::string, std::string>> attributes;
   for (; *namesAndValues != nullptr; namesAndValues += 2) {
-    attributes.emplace_back(namesAndValues[0], namesAndValues[1]);
+    attributes_.emplace_back(namesAndValues[0], namesAndValues[1]);
   }
-  attributes_.insert(attributes.begin(), attributes.end());
+  std::sort(attributes_.begin(), attributes_.end());
 }
 
-void XMLDocumentNode::AddChild(const XMLNodePointer& child) {
-  if (child) children_.push_back(child);
+void XMLDocumentNode::AddChild(XMLNodePointer child) {
+  if (!child) return;
+  if (children_.empty()) children_.reserve(kUsualChildren);
+  children_.push_back(std::move(child));
 }
 
 bool XMLDocumentNode::RemoveChild(const XMLNodePointer& child) {
@@ -76,11 +89,6 @@ bool XMLDocumentNode::RemoveChild(const XMLNodePointer& child) {
   if (found == children_.end()) return false;
   children_.erase(found);
   return true;
-}
-
-bool NameIs::operator()(const XMLDocumentNode& node) const {
-  return !name_.empty() && node.GetName() == name_ &&
-         name_.find_first_of(" \t\n\v\f\r") == std::string_view::npos;
 }
 
 const XMLDocumentNode* FindUniqueChild(const XMLDocumentNode* node, std::string_view name) {
@@ -115,10 +123,9 @@ XMLNodePointer FindOrCreateChild(const XMLNodePointer& node, std::string_view na
 
 XMLNodePointer CopyNode(const XMLNodePointer& node) {
   if (!node) return {};
-  XMLNodePointer copy = boost::make_shared<XMLDocumentNode>(node->name_, node->isDocument_);
+  XMLNodePointer copy = boost::make_shared<XMLDocumentNode>(node->label_, node->isDocument_);
   copy->attributes_ = node->attributes_;
   copy->text_ = node->text_;
-  copy->version_ = node->version_;
   return copy;
 }
 

@@ -2,10 +2,10 @@
 #ifndef KXL_ESD_XML_DOCUMENT_H
 #define KXL_ESD_XML_DOCUMENT_H
 
-#include <boost/container/flat_map.hpp>
 #include <boost/shared_ptr.hpp>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace esd {
@@ -17,22 +17,23 @@ using XMLNodePointer = boost::shared_ptr<XMLDocumentNode>;
 // pointer to it; there is no way from a child to its parent.
 class XMLDocumentNode {
  public:
-  using Attributes = boost::container::flat_map<std::string, std::string>;
+  using Attributes = std::vector<std::pair<std::string, std::string>>;
   using Children = std::vector<XMLNodePointer>;
 
   // A document without children: version "1.0", encoding "UTF-8".
   static XMLNodePointer NewDocument();
   static XMLNodePointer NewElement(std::string_view name);
 
-  XMLDocumentNode(std::string_view name, bool isDocument) : name_(name), isDocument_(isDocument) {}
+  XMLDocumentNode(std::string_view label, bool isDocument)
+      : label_(label), isDocument_(isDocument) {}
   ~XMLDocumentNode();
   XMLDocumentNode(const XMLDocumentNode&) = delete;
   XMLDocumentNode& operator=(const XMLDocumentNode&) = delete;
 
   bool IsDocument() const { return isDocument_; }
-  const std::string& GetName() const { return name_; }
+  const std::string& GetName() const { return isDocument_ ? kNone : label_; }
   // The XML declaration's version; empty for elements.
-  const std::string& GetVersion() const { return version_; }
+  const std::string& GetVersion() const { return isDocument_ ? label_ : kNone; }
 
   // The characters between the start tag and the next tag of any kind.
   const std::string& GetText() const { return text_; }
@@ -47,12 +48,13 @@ class XMLDocumentNode {
   // Sets or overwrites. On a document, "version" sets the declaration's version.
   void SetAttribute(std::string_view name, std::string_view value);
 
-  // Sets many at once, pairs of name and value up to a null, in any order but each name once.
+  // Sets all attributes of a new element: pairs of name and value up to a null, in any order but
+  // each name once.
   void SetAttributes(const char** namesAndValues);
 
   // In document order.
   const Children& GetChildren() const { return children_; }
-  void AddChild(const XMLNodePointer& child);  // ignores a null one
+  void AddChild(XMLNodePointer child);  // ignores a null one
   bool RemoveChild(const XMLNodePointer& child);
 
   // Removes the children that the predicate accepts, keeps the order of the others and answers how
@@ -65,22 +67,26 @@ class XMLDocumentNode {
  private:
   friend XMLNodePointer CopyNode(const XMLNodePointer& node);
 
-  std::string version_;
+  static constinit inline const std::string kNone;
+
   Attributes attributes_;
   Children children_;
   std::string text_;
-  std::string name_;
+  std::string label_;  // an element's name, a document's version
   bool isDocument_;
 };
 
 // Accepts nodes of that name. No node whose name is empty or holds white space is ever accepted.
 class NameIs {
  public:
-  explicit constexpr NameIs(std::string_view name) : name_(name) {}
-  bool operator()(const XMLDocumentNode& node) const;
+  explicit constexpr NameIs(std::string_view name)
+      : name_(name.find_first_of(" \t\n\v\f\r") == std::string_view::npos ? name : "") {}
+  bool operator()(const XMLDocumentNode& node) const {
+    return !name_.empty() && node.GetName() == name_;
+  }
 
  private:
-  std::string_view name_;
+  std::string_view name_;  // empty: none
 };
 
 // An ordered collection of nodes that were found.

@@ -59,10 +59,11 @@ struct ExpatDOMBuilder::Events {
         return;
       }
       builder.inElement_ = true;
-      XMLNodePointer node = XMLDocumentNode::NewElement(name);
-      builder.openNodes_.back()->AddChild(node);
+      XMLNodePointer element = XMLDocumentNode::NewElement(name);
+      XMLDocumentNode* const node = element.get();
+      builder.openNodes_.back()->AddChild(std::move(element));
       node->SetAttributes(attributes);
-      builder.openNodes_.push_back(std::move(node));
+      builder.openNodes_.push_back(node);
     });
   }
 
@@ -114,7 +115,7 @@ bool ExpatDOMBuilder::Init(const char* encoding, const char* separator) {
   XML_SetBillionLaughsAttackProtectionActivationThreshold(parser_.get(), kxl::kMaximumFileSize);
   XML_SetBillionLaughsAttackProtectionMaximumAmplification(parser_.get(), 1.0F);
   document_ = XMLDocumentNode::NewDocument();
-  openNodes_.push_back(document_);
+  openNodes_.push_back(document_.get());
   Events::Register(*this);
   return true;
 }

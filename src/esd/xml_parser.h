@@ -7,6 +7,7 @@
 #include <iosfwd>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "esd/xml_document.h"
 #include "platform/regular_file.h"
@@ -70,7 +71,7 @@ class ExpatDOMBuilder {
   ReadStatus Parse(std::istream& stream);
 
   XMLNodePointer document_;
-  XMLDocumentNode::Children openNodes_;
+  std::vector<XMLDocumentNode*> openNodes_;  // they belong to the document
   bool inElement_ = false;
   std::size_t elementCount_ = 0;
   std::size_t suppliedSize_ = 0;  // of attributes that stand in no start tag, in bytes

@@ -1,6 +1,7 @@
 #include "esd/xml_writer.h"
 
 #include <algorithm>
+#include <array>
 #include <boost/locale/utf.hpp>
 #include <cstddef>
 
@@ -9,6 +10,24 @@
 namespace esd {
 
 namespace {
+
+// A set of bytes, for a search that looks at each byte once.
+class CharacterSet {
+ public:
+  explicit constexpr CharacterSet(std::string_view characters) {
+    for (const char character : characters) isIn_[static_cast<unsigned char>(character)] = true;
+  }
+
+  // Where the first of them stands; the size of the text when there is none.
+  std::size_t FindIn(std::string_view text) const {
+    std::size_t i = 0;
+    while (i < text.size() && !isIn_[static_cast<unsigned char>(text[i])]) ++i;
+    return i;
+  }
+
+ private:
+  std::array<bool, 256> isIn_{};
+};
 
 bool IsXmlText(const std::string& text) {
   using Utf8 = boost::locale::utf::utf_traits<char>;
@@ -69,7 +88,7 @@ class Printer {
   }
 
  private:
-  static constexpr std::size_t kPieceSize = 16UL * 1024;  // bytes
+  static constexpr std::size_t kPieceSize = 32UL * 1024;  // bytes
 
   void PrintAttribute(const std::string& name, const std::string& value) {
     text_ += name;
@@ -91,7 +110,8 @@ class Printer {
 };
 
 bool IsAttributeText(const std::string& value) {
-  return IsXmlText(value) && value.find_first_of("\"&<\t\n\r") == std::string::npos;
+  constexpr CharacterSet kUnwritable("\"&<\t\n\r");
+  return IsXmlText(value) && kUnwritable.FindIn(value) == value.size();
 }
 
 bool ReadsBack(const XMLDocumentNode& node, std::size_t depth, std::size_t& elements) {
@@ -125,10 +145,11 @@ bool ReadsBack(const XMLDocumentNode& node) {
 }
 
 void EscapeText(std::string_view text, std::string& out) {
+  static constexpr CharacterSet kSpecial("\"&'<>");
   for (;;) {
-    const std::size_t special = text.find_first_of("\"&'<>");
+    const std::size_t special = kSpecial.FindIn(text);
     out += text.substr(0, special);
-    if (special == std::string_view::npos) return;
+    if (special == text.size()) return;
     switch (text[special]) {
       case '"':
         out += "&quot;";

@@ -2,6 +2,7 @@
 
 #include <boost/static_string.hpp>
 #include <climits>
+#include <utility>
 
 #include "platform/file_system.h"
 #include "platform/path.h"
@@ -21,10 +22,10 @@ bool IsOverridden(std::string& out) {
 }
 
 bool EnsureLevel(std::string& path, std::string_view level, LevelMode levelMode) {
-  mode_t parentMode;
-  if (!GetMode(path, parentMode)) parentMode = kModeWithoutParent;
-  path = JoinPath(path, level);
+  const std::string parent = std::exchange(path, JoinPath(path, level));
   if (PathExists(path)) return true;
+  mode_t parentMode;
+  if (!GetMode(parent, parentMode)) parentMode = kModeWithoutParent;
   bool created = false;
   if (!CreateFolderTree(path, &created)) return false;
   // Another process that made the same folder meanwhile sees to its mode.
@@ -44,7 +45,12 @@ bool GetKeldaFolder(FolderKind kind, std::string& out, LevelMode mode) {
 }
 
 bool EnsureKeldaSubfolders(std::string& path, LevelMode mode) {
-  std::string folder = path;
+  std::string folder = JoinPath(path, "Kelda/Updater6");
+  if (IsFolder(folder)) {  // as it nearly always is
+    path = folder;
+    return true;
+  }
+  folder = path;
   if (!EnsureLevel(folder, "Kelda", mode) || !EnsureLevel(folder, "Updater6", mode)) return false;
   path = folder;
   return true;

@@ -128,7 +128,7 @@ std::string AdminPrefsPath() { return MachinePath("etc/com.kelda.updater6.Admin.
 
 bool IsUpdateEnabledByAdmin(bool& enabled) {
   std::string text;
-  ReadRegularFile(AdminPrefsPath(), text);
+  if (ReadRegularFile(AdminPrefsPath(), text) != OpenStatus::kOpened) return false;
   const Plist list = Parse(text);
   if (!IsType(list.get(), PLIST_DICT)) return false;
   const plist_t disable = plist_dict_get_item(list.get(), "Disable.Update");

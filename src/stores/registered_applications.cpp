@@ -41,7 +41,7 @@ KeldaUpdaterRegistrationManager::KeldaUpdaterRegistrationManager()
 
 bool KeldaUpdaterRegistrationManager::LoadList() {
   const bool loaded = Load();
-  if (TraceLog::Instance({}, 0, TraceLog::Mode::kSwitch).Wants(kLogDetail)) {
+  if (TraceLog::Wants(kLogDetail)) {
     LogNumber(kLogDetail, Flush::kYes, "GetRegisteredApps(" + Path() + ") : return", loaded);
   }
   return loaded;

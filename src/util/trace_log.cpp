@@ -21,6 +21,13 @@ namespace {
 constexpr std::uint64_t kTrimAbove = 50000;  // bytes
 constexpr std::uint64_t kTrimmedSize = 30000;
 
+void AppendNumber(std::string& text, unsigned number, std::size_t digits) {
+  for (std::size_t i = 0; i < digits; ++i) text += '0';
+  for (std::size_t i = text.size(); digits > 0; --digits, number /= 10) {
+    text[--i] = static_cast<char>('0' + number % 10);
+  }
+}
+
 // The time in UTC, "2008-03-17T09:05:41". By arithmetic: gmtime_r takes a lock, which a child
 // forked while another thread held it would wait for in vain, even at its exit.
 std::string TimeStamp() {
@@ -30,23 +37,27 @@ std::string TimeStamp() {
   const auto now = floor<seconds>(std::chrono::system_clock::now());
   const std::chrono::year_month_day date(floor<days>(now));
   const std::chrono::hh_mm_ss time(now - floor<days>(now));
-  std::array<char, 64> text;
-  const int size = std::snprintf(
-      text.data(), text.size(), "%d-%02u-%02uT%02d:%02d:%02d", static_cast<int>(date.year()),
-      static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
-      static_cast<int>(time.hours().count()), static_cast<int>(time.minutes().count()),
-      static_cast<int>(time.seconds().count()));
-  return {text.data(), static_cast<std::size_t>(size)};
+  std::string text;
+  text.reserve(sizeof "2008-03-17T09:05:41");
+  AppendNumber(text, static_cast<unsigned>(static_cast<int>(date.year())), 4);
+  text += '-';
+  AppendNumber(text, static_cast<unsigned>(date.month()), 2);
+  text += '-';
+  AppendNumber(text, static_cast<unsigned>(date.day()), 2);
+  text += 'T';
+  AppendNumber(text, static_cast<unsigned>(time.hours().count()), 2);
+  text += ':';
+  AppendNumber(text, static_cast<unsigned>(time.minutes().count()), 2);
+  text += ':';
+  AppendNumber(text, static_cast<unsigned>(time.seconds().count()), 2);
+  return text;
 }
 
-std::string Line(const std::string& stamp, std::string_view text) {
-  std::string line;
-  line.reserve(stamp.size() + 2 + text.size() + 1);
-  line += stamp;
-  line += ": ";
-  line += text;
-  line += '\n';
-  return line;
+void AppendLine(std::string& queue, const std::string& stamp, std::string_view text) {
+  queue += stamp;
+  queue += ": ";
+  queue += text;
+  queue += '\n';
 }
 
 bool CopyTail(ESDifstream& from, ESDofstream& to) {
@@ -148,7 +159,7 @@ bool TraceLog::Open(const std::string& path, int level, const std::string& stamp
   isForked_ = false;
   TrimLog(FilePath(path_));
   OpenStream();
-  queue_.push_back(Line(stamp, ">>> Kelda Updater Log Begin >>>"));
+  AppendLine(queue_, stamp, ">>> Kelda Updater Log Begin >>>");
   return IsOpen();
 }
 
@@ -167,7 +178,7 @@ void TraceLog::OpenStream() {
 int TraceLog::Close(const std::string& stamp) {
   if (Level() < 1) return 0;
   if (stream_) {
-    if (!isForked_) queue_.push_back(Line(stamp, "<<< Kelda Updater Log End <<<\n\n"));
+    if (!isForked_) AppendLine(queue_, stamp, "<<< Kelda Updater Log End <<<\n\n");
     FlushQueue();
     stream_.reset();
     isOpen_ = false;
@@ -177,9 +188,9 @@ int TraceLog::Close(const std::string& stamp) {
 
 void TraceLog::Write(int level, Flush flush, std::string_view text) {
   if (!Wants(level)) return;
-  std::string line = Line(TimeStamp(), text);
+  const std::string stamp = TimeStamp();
   const boost::lock_guard<boost::mutex> guard(mutex_);
-  queue_.push_back(std::move(line));
+  AppendLine(queue_, stamp, text);
   if (flush == Flush::kYes) FlushQueue();
 }
 
@@ -189,10 +200,9 @@ void TraceLog::FlushQueue() {
   if (!queue_.empty() && stream_->IsUnlinked()) OpenStream();
   if (!stream_) return;
   std::ostream& stream = stream_->Stream();
-  for (; !queue_.empty(); queue_.pop_front()) {
-    stream.clear();  // a disk that was full may have space again
-    stream << queue_.front() << std::flush;
-  }
+  stream.clear();  // a disk that was full may have space again
+  stream << queue_ << std::flush;
+  queue_.clear();
 }
 
 void TraceLog::Shutdown() noexcept {
@@ -200,8 +210,8 @@ void TraceLog::Shutdown() noexcept {
   try {
     Configure({}, 0, Mode::kClose);
     const boost::lock_guard<boost::mutex> guard(mutex_);
-    queue_.clear();
-    std::string().swap(path_);  // the object stays, and would keep the memory
+    std::string().swap(queue_);  // the object stays, and would keep the memory
+    std::string().swap(path_);
   } catch (...) {
     // Without memory for the end marker the file ends without one.
   }
@@ -210,31 +220,37 @@ void TraceLog::Shutdown() noexcept {
 
 namespace {
 
-TraceLog& LogForLines() { return TraceLog::Instance({}, 0, TraceLog::Mode::kSwitch); }
+// The log for a line of that level; null when it is not to be written. A line that comes while no
+// file is open turns the log off, whatever its level.
+TraceLog* LogFor(int level) {
+  if (TraceLog::IsOpen() ? !TraceLog::Wants(level) : TraceLog::Level() == 0) return nullptr;
+  TraceLog& log = TraceLog::Instance({}, 0, TraceLog::Mode::kSwitch);
+  return TraceLog::Wants(level) ? &log : nullptr;
+}
 
 }  // namespace
 
 void LogMessage(int level, Flush flush, std::string_view text) {
-  LogForLines().Write(level, flush, text);
+  if (TraceLog* log = LogFor(level)) log->Write(level, flush, text);
 }
 
 void LogValue(int level, Flush flush, std::string_view name, std::string_view value) {
-  TraceLog& log = LogForLines();
-  if (!log.Wants(level)) return;
+  TraceLog* log = LogFor(level);
+  if (log == nullptr) return;
   std::string text;
   text.reserve(name.size() + 3 + value.size());
   text += name;
   text += " = ";
   text += value;
-  log.Write(level, flush, text);
+  log->Write(level, flush, text);
 }
 
 void LogNumber(int level, Flush flush, std::string_view name, std::uint32_t number) {
-  TraceLog& log = LogForLines();
-  if (!log.Wants(level)) return;
+  TraceLog* log = LogFor(level);
+  if (log == nullptr) return;
   std::string text;
   FormatString(text, "%0 = %1", {name, number});
-  log.Write(level, flush, text);
+  log->Write(level, flush, text);
 }
 
 int DefaultLogLevel() {

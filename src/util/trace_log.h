@@ -12,7 +12,6 @@
 #include <atomic>
 #include <boost/thread/mutex.hpp>
 #include <cstdint>
-#include <list>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -59,10 +58,10 @@ class TraceLog {
   // unloads the library.
   static TraceLog& Instance(const std::string& path, int level, Mode mode);
 
-  int Level() const { return level_.load(std::memory_order_relaxed); }
-  bool IsOpen() const { return isOpen_.load(std::memory_order_acquire); }
+  static int Level() { return level_.load(std::memory_order_relaxed); }
+  static bool IsOpen() { return isOpen_.load(std::memory_order_acquire); }
   // Whether a line of this level would be written.
-  bool Wants(int level) const { return Level() > 0 && Level() >= level; }
+  static bool Wants(int level) { return Level() > 0 && Level() >= level; }
 
   void Write(int level, Flush flush, std::string_view text);
 
@@ -81,14 +80,15 @@ class TraceLog {
   int Close(const std::string& stamp);
   void FlushQueue();
 
+  // There is one log; these can be asked before it is made.
+  static constinit inline std::atomic<int> level_{0};
+  static constinit inline std::atomic<bool> isOpen_{false};
   std::atomic<bool> wasConfigured_{false};
-  std::atomic<int> level_{0};
-  std::atomic<bool> isOpen_{false};
   boost::mutex mutex_;     // guards what follows, and every change of what is above
   std::string path_;       // empty: the fall-back
   bool isForked_ = false;  // the file was opened by the parent, who ends it
   std::unique_ptr<ESDofstream> stream_;
-  std::list<std::string> queue_;
+  std::string queue_;  // lines that wait to be written
 };
 
 }  // namespace kxl
