@@ -24,7 +24,8 @@ Applications register themselves with the Kelda Updater, ask it for checks,
 learn whether an update waits for them and hold its notices back. The library
 downloads and installs nothing itself.")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS passwd)
+# libplist is loaded when there is an administrator's list.
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "passwd, libplist3")
 # Loaded when a running updater is to be told something, and done without when it is not there.
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS libsystemd0)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA

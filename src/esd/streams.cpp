@@ -2,6 +2,9 @@
 
 #include <ext/stdio_filebuf.h>
 
+#include <algorithm>
+#include <cstdio>
+
 namespace kxl {
 
 namespace {
@@ -9,7 +12,11 @@ namespace {
 using FileBuffer = __gnu_cxx::stdio_filebuf<char>;
 
 std::unique_ptr<FileBuffer> MakeBuffer(OpenedFile& file, std::ios::openmode openMode) {
-  auto buffer = std::make_unique<FileBuffer>(file.descriptor.get(), openMode | std::ios::binary);
+  // A small file is read at once; the buffer holds one byte less than it is large.
+  constexpr std::uint64_t kMostBuffered = 64UL * 1024;
+  const std::size_t size = std::clamp<std::uint64_t>(file.size + 1, BUFSIZ, kMostBuffered);
+  auto buffer =
+      std::make_unique<FileBuffer>(file.descriptor.get(), openMode | std::ios::binary, size);
   if (!buffer->is_open()) return nullptr;
   file.descriptor.Release();
   return buffer;

@@ -30,10 +30,9 @@ class XMLBoundObject {
 
  protected:
   bool GetAttribute(std::string_view name, std::string& out) const {
-    const std::string* value = node_ ? node_->GetAttribute(name) : nullptr;
-    if (value == nullptr) return false;
-    out = *value;
-    return true;
+    const auto value = node_ ? node_->GetAttribute(name) : std::nullopt;
+    if (value) out = *value;
+    return value.has_value();
   }
 
   bool SetAttribute(std::string_view name, std::string_view value) {
@@ -44,8 +43,8 @@ class XMLBoundObject {
 
   // Integers are decimal text; false also for a text that is none.
   bool GetAttribute(std::string_view name, std::int32_t& out) const {
-    const std::string* value = node_ ? node_->GetAttribute(name) : nullptr;
-    return value != nullptr && esd::ParseInteger(*value, out);
+    const auto value = node_ ? node_->GetAttribute(name) : std::nullopt;
+    return value && esd::ParseInteger(*value, out);
   }
 
   bool SetAttribute(std::string_view name, std::int32_t value) {

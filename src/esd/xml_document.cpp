@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <boost/make_shared.hpp>
+#include <cstddef>
 #include <iterator>
 #include <new>
 #include <stdexcept>
@@ -13,16 +14,60 @@ namespace {
 
 constexpr std::size_t kUsualChildren = 2;  // an application's
 
+constexpr std::size_t kFirstPiece = 4096;  // bytes; the others are larger and larger
+
+// Places nodes in a memory, each of which is a user of it.
+template <typename T>
+class NodeAllocator {
+ public:
+  using value_type = T;
+
+  explicit NodeAllocator(NodeMemory* memory) : memory_(memory) {}
+  template <typename U>
+  NodeAllocator(const NodeAllocator<U>& other) : memory_(other.Memory()) {}
+
+  T* allocate(std::size_t count) {
+    void* const place = memory_->Resource()->allocate(count * sizeof(T), alignof(T));
+    memory_->AddUser();
+    return static_cast<T*>(place);
+  }
+  void deallocate(T* /*place*/, std::size_t /*count*/) { memory_->RemoveUser(); }
+
+  NodeMemory* Memory() const { return memory_; }
+  template <typename U>
+  bool operator==(const NodeAllocator<U>& other) const {
+    return memory_ == other.Memory();
+  }
+
+ private:
+  NodeMemory* memory_;
+};
+
+XMLNodePointer NewNode(std::string_view label, bool isDocument, NodeMemory* memory) {
+  // Not the default resource, which the host may have set for purposes of its own.
+  if (memory == nullptr) {
+    return boost::make_shared<XMLDocumentNode>(label, isDocument, std::pmr::new_delete_resource());
+  }
+  return boost::allocate_shared<XMLDocumentNode>(NodeAllocator<XMLDocumentNode>(memory), label,
+                                                 isDocument, memory->Resource());
+}
+
 }  // namespace
 
-XMLNodePointer XMLDocumentNode::NewDocument() {
-  XMLNodePointer document = boost::make_shared<XMLDocumentNode>("1.0", true);
+NodeMemory::NodeMemory() : pieces_(kFirstPiece, std::pmr::new_delete_resource()) {}
+
+void NodeMemory::RemoveUser() {
+  if (users_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+}
+
+XMLNodePointer XMLDocumentNode::NewDocument(NodeMemory* memory) {
+  XMLNodePointer document = NewNode("1.0", true, memory);
   document->SetAttribute("encoding", "UTF-8");
   return document;
 }
 
-XMLNodePointer XMLDocumentNode::NewElement(std::string_view name) {
-  return boost::make_shared<XMLDocumentNode>(name, false);
+XMLNodePointer XMLDocumentNode::NewElement(std::string_view name, NodeMemory* memory) {
+  return NewNode(name, false, memory);
 }
 
 // Takes the tree apart level by level, since a host's thread may have a small stack. Without memory
@@ -43,16 +88,15 @@ XMLDocumentNode::~XMLDocumentNode() {
   }
 }
 
-const std::string* XMLDocumentNode::GetAttribute(std::string_view name) const {
+std::optional<std::string_view> XMLDocumentNode::GetAttribute(std::string_view name) const {
   for (const auto& [attributeName, value] : attributes_) {
-    if (attributeName == name) return &value;
+    if (attributeName == name) return value;
   }
-  return nullptr;
+  return std::nullopt;
 }
 
 bool XMLDocumentNode::AttributeIs(std::string_view name, std::string_view value) const {
-  const std::string* attribute = GetAttribute(name);
-  return attribute != nullptr && *attribute == value;
+  return GetAttribute(name) == value;
 }
 
 void XMLDocumentNode::SetAttribute(std::string_view name, std::string_view value) {
@@ -123,7 +167,7 @@ XMLNodePointer FindOrCreateChild(const XMLNodePointer& node, std::string_view na
 
 XMLNodePointer CopyNode(const XMLNodePointer& node) {
   if (!node) return {};
-  XMLNodePointer copy = boost::make_shared<XMLDocumentNode>(node->label_, node->isDocument_);
+  XMLNodePointer copy = NewNode(node->label_, node->isDocument_, nullptr);
   copy->attributes_ = node->attributes_;
   copy->text_ = node->text_;
   return copy;

@@ -2,7 +2,11 @@
 #ifndef KXL_ESD_XML_DOCUMENT_H
 #define KXL_ESD_XML_DOCUMENT_H
 
+#include <atomic>
 #include <boost/shared_ptr.hpp>
+#include <cstddef>
+#include <memory_resource>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -13,37 +17,62 @@ namespace esd {
 class XMLDocumentNode;
 using XMLNodePointer = boost::shared_ptr<XMLDocumentNode>;
 
+// Where the nodes of one document take their memory from, without giving any back before the last
+// of them has gone: documents are read and dropped as a whole. For one thread at a time.
+class NodeMemory {
+ public:
+  // Has one user, who made it.
+  static NodeMemory* New() { return new NodeMemory; }
+  void AddUser() { users_.fetch_add(1, std::memory_order_relaxed); }
+  // Deletes itself with the last one.
+  void RemoveUser();
+
+  std::pmr::memory_resource* Resource() { return &pieces_; }
+
+ private:
+  NodeMemory();
+  ~NodeMemory() = default;
+
+  std::atomic<std::size_t> users_ = 1;
+  std::pmr::monotonic_buffer_resource pieces_;
+};
+
 // The document or one of its elements. A child belongs to its parent and to whoever else holds a
 // pointer to it; there is no way from a child to its parent.
 class XMLDocumentNode {
  public:
-  using Attributes = std::vector<std::pair<std::string, std::string>>;
-  using Children = std::vector<XMLNodePointer>;
+  using Text = std::pmr::string;
+  using Attributes = std::pmr::vector<std::pair<Text, Text>>;
+  using Children = std::pmr::vector<XMLNodePointer>;
 
   // A document without children: version "1.0", encoding "UTF-8".
-  static XMLNodePointer NewDocument();
-  static XMLNodePointer NewElement(std::string_view name);
+  static XMLNodePointer NewDocument(NodeMemory* memory = nullptr);  // null: the heap
+  static XMLNodePointer NewElement(std::string_view name, NodeMemory* memory = nullptr);
 
-  XMLDocumentNode(std::string_view label, bool isDocument)
-      : label_(label), isDocument_(isDocument) {}
+  XMLDocumentNode(std::string_view label, bool isDocument, std::pmr::memory_resource* memory)
+      : attributes_(memory),
+        children_(memory),
+        text_(memory),
+        label_(label, memory),
+        isDocument_(isDocument) {}
   ~XMLDocumentNode();
   XMLDocumentNode(const XMLDocumentNode&) = delete;
   XMLDocumentNode& operator=(const XMLDocumentNode&) = delete;
 
   bool IsDocument() const { return isDocument_; }
-  const std::string& GetName() const { return isDocument_ ? kNone : label_; }
+  // This and what the other getters answer is valid until the node changes.
+  std::string_view GetName() const { return isDocument_ ? std::string_view() : label_; }
   // The XML declaration's version; empty for elements.
-  const std::string& GetVersion() const { return isDocument_ ? label_ : kNone; }
+  std::string_view GetVersion() const { return isDocument_ ? label_ : std::string_view(); }
 
   // The characters between the start tag and the next tag of any kind.
-  const std::string& GetText() const { return text_; }
+  std::string_view GetText() const { return text_; }
   void SetText(std::string_view text) { text_ = text; }
   void AppendText(std::string_view text) { text_ += text; }
 
   // Sorted by name, byte by byte.
   const Attributes& GetAttributes() const { return attributes_; }
-  // Null when there is none of exactly that name; valid until the attributes change.
-  const std::string* GetAttribute(std::string_view name) const;
+  std::optional<std::string_view> GetAttribute(std::string_view name) const;
   bool AttributeIs(std::string_view name, std::string_view value) const;
   // Sets or overwrites. On a document, "version" sets the declaration's version.
   void SetAttribute(std::string_view name, std::string_view value);
@@ -67,20 +96,21 @@ class XMLDocumentNode {
  private:
   friend XMLNodePointer CopyNode(const XMLNodePointer& node);
 
-  static constinit inline const std::string kNone;
-
   Attributes attributes_;
   Children children_;
-  std::string text_;
-  std::string label_;  // an element's name, a document's version
+  Text text_;
+  Text label_;  // an element's name, a document's version
   bool isDocument_;
 };
 
 // Accepts nodes of that name. No node whose name is empty or holds white space is ever accepted.
 class NameIs {
  public:
-  explicit constexpr NameIs(std::string_view name)
-      : name_(name.find_first_of(" \t\n\v\f\r") == std::string_view::npos ? name : "") {}
+  explicit constexpr NameIs(std::string_view name) : name_(name) {
+    for (const char character : name) {
+      if (character == ' ' || (character >= '\t' && character <= '\r')) name_ = {};
+    }
+  }
   bool operator()(const XMLDocumentNode& node) const {
     return !name_.empty() && node.GetName() == name_;
   }
@@ -113,7 +143,7 @@ class SearchResult {
   }
 
  private:
-  XMLDocumentNode::Children nodes_;
+  std::vector<XMLNodePointer> nodes_;
 };
 
 // The only child of that name; null when there is none or more than one, or no node.

@@ -59,7 +59,7 @@ struct ExpatDOMBuilder::Events {
         return;
       }
       builder.inElement_ = true;
-      XMLNodePointer element = XMLDocumentNode::NewElement(name);
+      XMLNodePointer element = XMLDocumentNode::NewElement(name, builder.memory_.get());
       XMLDocumentNode* const node = element.get();
       builder.openNodes_.back()->AddChild(std::move(element));
       node->SetAttributes(attributes);
@@ -101,6 +101,7 @@ void ExpatDOMBuilder::Reset() {
   parser_.reset();
   openNodes_.clear();
   document_.reset();
+  memory_.reset();
   inElement_ = false;
   elementCount_ = 0;
   suppliedSize_ = 0;
@@ -114,7 +115,8 @@ bool ExpatDOMBuilder::Init(const char* encoding, const char* separator) {
   if (!parser_) return false;
   XML_SetBillionLaughsAttackProtectionActivationThreshold(parser_.get(), kxl::kMaximumFileSize);
   XML_SetBillionLaughsAttackProtectionMaximumAmplification(parser_.get(), 1.0F);
-  document_ = XMLDocumentNode::NewDocument();
+  memory_.reset(NodeMemory::New());
+  document_ = XMLDocumentNode::NewDocument(memory_.get());
   openNodes_.push_back(document_.get());
   Events::Register(*this);
   return true;

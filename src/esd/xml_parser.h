@@ -68,8 +68,13 @@ class ExpatDOMBuilder {
     void operator()(XML_ParserStruct* parser) const;
   };
 
+  struct NodeMemoryReleaser {
+    void operator()(NodeMemory* memory) const { memory->RemoveUser(); }
+  };
+
   ReadStatus Parse(std::istream& stream);
 
+  std::unique_ptr<NodeMemory, NodeMemoryReleaser> memory_;
   XMLNodePointer document_;
   std::vector<XMLDocumentNode*> openNodes_;  // they belong to the document
   bool inElement_ = false;

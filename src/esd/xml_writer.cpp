@@ -4,6 +4,8 @@
 #include <array>
 #include <boost/locale/utf.hpp>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 
 #include "esd/xml_parser.h"
 
@@ -29,7 +31,18 @@ class CharacterSet {
   std::array<bool, 256> isIn_{};
 };
 
-bool IsXmlText(const std::string& text) {
+// Whether the text begins with eight printable ASCII characters, as nearly all of ours do.
+bool BeginsPlain(std::string_view text) {
+  constexpr std::uint64_t kEach = 0x0101010101010101;
+  std::uint64_t bytes;
+  if (text.size() < sizeof bytes) return false;
+  std::memcpy(&bytes, text.data(), sizeof bytes);
+  // A byte below 0x20 borrows from its own highest bit first.
+  return ((bytes | (bytes - kEach * 0x20)) & kEach * 0x80) == 0;
+}
+
+bool IsXmlText(std::string_view text) {
+  while (BeginsPlain(text)) text.remove_prefix(sizeof(std::uint64_t));
   using Utf8 = boost::locale::utf::utf_traits<char>;
   for (auto at = text.begin(); at != text.end();) {
     const auto byte = static_cast<unsigned char>(*at);
@@ -90,7 +103,7 @@ class Printer {
  private:
   static constexpr std::size_t kPieceSize = 32UL * 1024;  // bytes
 
-  void PrintAttribute(const std::string& name, const std::string& value) {
+  void PrintAttribute(std::string_view name, std::string_view value) {
     text_ += name;
     text_ += "=\"";
     text_ += value;
@@ -109,7 +122,7 @@ class Printer {
   std::string text_;
 };
 
-bool IsAttributeText(const std::string& value) {
+bool IsAttributeText(std::string_view value) {
   constexpr CharacterSet kUnwritable("\"&<\t\n\r");
   return IsXmlText(value) && kUnwritable.FindIn(value) == value.size();
 }

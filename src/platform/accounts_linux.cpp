@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <boost/container/small_vector.hpp>
 #include <cerrno>
 #include <cstring>
 #include <string_view>
@@ -26,7 +27,8 @@ class AccountEntry {
   template <typename Call>
   explicit AccountEntry(Call call) {
     do {
-      buffer_.resize(buffer_.empty() ? 1024 : buffer_.size() * 2);
+      buffer_.resize(buffer_.empty() ? kUsualSize : buffer_.size() * 2,
+                     boost::container::default_init);
       error_ = call(&entry_, buffer_.data(), buffer_.size(), &found_);
     } while (error_ == ERANGE);
     if (error_ != 0) found_ = nullptr;
@@ -42,7 +44,9 @@ class AccountEntry {
   const Entry* operator->() const { return found_; }
 
  private:
-  std::vector<char> buffer_;
+  static constexpr std::size_t kUsualSize = 1024;  // bytes
+
+  boost::container::small_vector<char, kUsualSize> buffer_;
   Entry entry_;
   Entry* found_ = nullptr;
   int error_ = 0;

@@ -1,6 +1,5 @@
 #include "platform/session_bus.h"
 
-#include <dlfcn.h>
 #include <systemd/sd-bus.h>
 
 #include <algorithm>
@@ -10,6 +9,8 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "platform/shared_library.h"
+
 namespace kxl {
 
 namespace {
@@ -17,26 +18,21 @@ namespace {
 constexpr char kPath[] = "/com/kelda/updater6";
 constexpr char kName[] = "com.kelda.updater6";
 
-// libsystemd, for as long as one lives. Most hosts never get here, and should not load it.
+// Most hosts never get here, and should not load it.
 class BusLibrary {
  public:
-  BusLibrary() : library_(dlopen("libsystemd.so.0", RTLD_NOW | RTLD_LOCAL)) {}
-  ~BusLibrary() {
-    if (library_ != nullptr) dlclose(library_);
-  }
-  BusLibrary(const BusLibrary&) = delete;
-  BusLibrary& operator=(const BusLibrary&) = delete;
-
   bool Load() {
-    return library_ != nullptr && Find(open, "sd_bus_open_user") &&
-           Find(process, "sd_bus_process") && Find(wait, "sd_bus_wait") &&
-           Find(isReady, "sd_bus_is_ready") && Find(queuedWrites, "sd_bus_get_n_queued_write") &&
-           Find(closeAndUnref, "sd_bus_close_unref") && Find(send, "sd_bus_send") &&
-           Find(newSignal, "sd_bus_message_new_signal") &&
-           Find(newCall, "sd_bus_message_new_method_call") &&
-           Find(setExpectReply, "sd_bus_message_set_expect_reply") &&
-           Find(setAutoStart, "sd_bus_message_set_auto_start") &&
-           Find(append, "sd_bus_message_append") && Find(unref, "sd_bus_message_unref");
+    return library_.Find(open, "sd_bus_open_user") && library_.Find(process, "sd_bus_process") &&
+           library_.Find(wait, "sd_bus_wait") && library_.Find(isReady, "sd_bus_is_ready") &&
+           library_.Find(queuedWrites, "sd_bus_get_n_queued_write") &&
+           library_.Find(closeAndUnref, "sd_bus_close_unref") &&
+           library_.Find(send, "sd_bus_send") &&
+           library_.Find(newSignal, "sd_bus_message_new_signal") &&
+           library_.Find(newCall, "sd_bus_message_new_method_call") &&
+           library_.Find(setExpectReply, "sd_bus_message_set_expect_reply") &&
+           library_.Find(setAutoStart, "sd_bus_message_set_auto_start") &&
+           library_.Find(append, "sd_bus_message_append") &&
+           library_.Find(unref, "sd_bus_message_unref");
   }
 
   decltype(&sd_bus_open_user) open = nullptr;
@@ -54,13 +50,7 @@ class BusLibrary {
   decltype(&sd_bus_message_unref) unref = nullptr;
 
  private:
-  template <typename Function>
-  bool Find(Function& function, const char* name) {
-    function = reinterpret_cast<Function>(dlsym(library_, name));
-    return function != nullptr;
-  }
-
-  void* library_;
+  SharedLibrary library_{"libsystemd.so.0"};
 };
 
 // A bus of another kind than a local socket could start programs, or wait for name servers. The

@@ -2,23 +2,55 @@
 
 #include <plist/plist.h>
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <sstream>
 
 #include "esd/xml_parser.h"
 #include "esd/xml_writer.h"
 #include "platform/base_folders.h"
 #include "platform/regular_file.h"
+#include "platform/shared_library.h"
 
 namespace kxl {
 
 namespace {
 
-struct PlistDeleter {
-  void operator()(void* list) const { plist_free(list); }
+// Most machines have no list, and their hosts should not load the library. Once loaded it stays
+// until the process ends: threads of the host may be in it while the process exits.
+class PlistLibrary {
+ public:
+  // Null when there is none.
+  static const PlistLibrary* Loaded() {
+    alignas(PlistLibrary) static std::array<std::byte, sizeof(PlistLibrary)> storage;
+    static const PlistLibrary* const library = new (storage.data()) PlistLibrary;
+    return library->isComplete_ ? library : nullptr;
+  }
+
+  decltype(&plist_from_xml) fromXml = nullptr;
+  decltype(&plist_from_bin) fromBinary = nullptr;
+  decltype(&plist_free) free = nullptr;
+  decltype(&plist_get_node_type) typeOf = nullptr;
+  decltype(&plist_dict_get_item) item = nullptr;
+  decltype(&plist_get_bool_val) booleanValue = nullptr;
+
+ private:
+  PlistLibrary()
+      : isComplete_(library_.Find(fromXml, "plist_from_xml") &&
+                    library_.Find(fromBinary, "plist_from_bin") &&
+                    library_.Find(free, "plist_free") &&
+                    library_.Find(typeOf, "plist_get_node_type") &&
+                    library_.Find(item, "plist_dict_get_item") &&
+                    library_.Find(booleanValue, "plist_get_bool_val")) {}
+
+  SharedLibrary library_{LIBPLIST};
+  bool isComplete_;
 };
-using Plist = std::unique_ptr<void, PlistDeleter>;
+
+using Plist = std::unique_ptr<void, decltype(&plist_free)>;
 
 // What a binary list unfolds to: its objects refer to one another by number, and one that is
 // referred to many times counts each time. libplist follows them without a limit, and takes the
@@ -107,19 +139,15 @@ std::string PrintAnew(const std::string& text) {
   return printed.str();
 }
 
-Plist Parse(const std::string& text) {
+Plist Parse(const PlistLibrary& library, const std::string& text) {
   plist_t list = nullptr;
   if (!text.starts_with("bplist00")) {
     const std::string printed = PrintAnew(text);
-    plist_from_xml(printed.data(), static_cast<std::uint32_t>(printed.size()), &list);
+    library.fromXml(printed.data(), static_cast<std::uint32_t>(printed.size()), &list);
   } else if (BinaryList(text).IsWithinLimits()) {
-    plist_from_bin(text.data(), static_cast<std::uint32_t>(text.size()), &list);
+    library.fromBinary(text.data(), static_cast<std::uint32_t>(text.size()), &list);
   }
-  return Plist(list);
-}
-
-bool IsType(plist_t node, plist_type type) {
-  return node != nullptr && plist_get_node_type(node) == type;
+  return {list, library.free};
 }
 
 }  // namespace
@@ -129,12 +157,15 @@ std::string AdminPrefsPath() { return MachinePath("etc/com.kelda.updater6.Admin.
 bool IsUpdateEnabledByAdmin(bool& enabled) {
   std::string text;
   if (ReadRegularFile(AdminPrefsPath(), text) != OpenStatus::kOpened) return false;
-  const Plist list = Parse(text);
-  if (!IsType(list.get(), PLIST_DICT)) return false;
-  const plist_t disable = plist_dict_get_item(list.get(), "Disable.Update");
-  if (!IsType(disable, PLIST_BOOLEAN)) return false;
+  const PlistLibrary* const library = PlistLibrary::Loaded();
+  if (library == nullptr) return false;
+  const Plist list = Parse(*library, text);
+  // A null node is of no type.
+  if (library->typeOf(list.get()) != PLIST_DICT) return false;
+  const plist_t disable = library->item(list.get(), "Disable.Update");
+  if (library->typeOf(disable) != PLIST_BOOLEAN) return false;
   std::uint8_t isDisabled = 0;
-  plist_get_bool_val(disable, &isDisabled);
+  library->booleanValue(disable, &isDisabled);
   enabled = isDisabled == 0;
   return true;
 }

@@ -21,9 +21,9 @@ std::string ListPath() {
 constexpr esd::NameIs kIsComponent(KeldaUpdaterAMissingComponent::ElementName());
 
 bool ReadVersion(const esd::XMLDocumentNode& component, Version& out) {
-  const std::string* text = component.GetAttribute("version");
+  const auto text = component.GetAttribute("version");
   Version version;
-  if (text != nullptr && !version.Parse(*text)) return false;
+  if (text && !version.Parse(*text)) return false;
   out = version;
   return true;
 }

@@ -67,7 +67,7 @@ bool PrefsWriter::GetElement(std::string_view key, XMLNodePointer& element) cons
 bool PrefsWriter::GetText(std::string_view key, std::string& text) const {
   XMLNodePointer element;
   if (!GetElement(key, element)) return false;
-  text = element ? element->GetText() : std::string();
+  text = element ? element->GetText() : std::string_view();
   return true;
 }
 
@@ -96,16 +96,16 @@ bool PrefsWriter::Write() {
   return written;
 }
 
-bool ParseValue(const std::string& text, bool& value) {
+bool ParseValue(std::string_view text, bool& value) {
   std::int32_t number;
   if (!ParseInteger(text, number) || (number != 0 && number != 1)) return false;
   value = number == 1;
   return true;
 }
 
-bool ParseValue(const std::string& text, std::int32_t& value) { return ParseInteger(text, value); }
+bool ParseValue(std::string_view text, std::int32_t& value) { return ParseInteger(text, value); }
 
-bool ParseValue(const std::string& text, std::string& value) {
+bool ParseValue(std::string_view text, std::string& value) {
   value = text;
   return true;
 }

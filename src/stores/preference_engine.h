@@ -76,9 +76,9 @@ class PrefsWriter {
   bool isUnreadable_ = false;
 };
 
-bool ParseValue(const std::string& text, bool& value);
-bool ParseValue(const std::string& text, std::int32_t& value);
-bool ParseValue(const std::string& text, std::string& value);
+bool ParseValue(std::string_view text, bool& value);
+bool ParseValue(std::string_view text, std::int32_t& value);
+bool ParseValue(std::string_view text, std::string& value);
 std::string FormatValue(bool value);
 std::string FormatValue(std::int32_t value);
 std::string FormatValue(const std::string& value);
@@ -132,10 +132,10 @@ class MapPref {
     if (!element) return true;
     std::map<std::string, V> read;
     for (const XMLNodePointer& entry : element->GetChildren()) {
-      const std::string* key = entry->GetAttribute("MapPrefKey");
+      const auto key = entry->GetAttribute("MapPrefKey");
       V value{};
-      if (key == nullptr || !ParseValue(entry->GetText(), value)) return false;
-      read[*key] = std::move(value);
+      if (!key || !ParseValue(entry->GetText(), value)) return false;
+      read[std::string(*key)] = std::move(value);
     }
     values = std::move(read);
     return true;

@@ -30,7 +30,7 @@ class TextFile : public kxl::JournaledXMLLockedFile {
   std::string Read() {
     if (!Load()) return "-";
     const esd::XMLNodePointer root = esd::FindChild(Document(), "root");
-    return root ? root->GetText() : "";
+    return root ? std::string(root->GetText()) : "";
   }
 };
 

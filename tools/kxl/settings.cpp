@@ -47,9 +47,10 @@ bool IsValid(Type type, const std::string& text) {
 std::string MapText(const esd::XMLDocumentNode& element) {
   std::string text;
   for (const esd::XMLNodePointer& entry : element.GetChildren()) {
-    const std::string* key = entry->GetAttribute("MapPrefKey");
     if (!text.empty()) text += '\n';
-    text += (key == nullptr ? std::string() : *key) + "=" + entry->GetText();
+    text += entry->GetAttribute("MapPrefKey").value_or("");
+    text += '=';
+    text += entry->GetText();
   }
   return text;
 }
@@ -57,7 +58,8 @@ std::string MapText(const esd::XMLDocumentNode& element) {
 Setting Read(const Known& known, const esd::XMLNodePointer& root) {
   const esd::XMLNodePointer element = esd::FindChild(root, known.key);
   const bool isMap = known.type == Type::kMap;
-  const std::string text = !element ? "" : isMap ? MapText(*element) : element->GetText();
+  std::string text;
+  if (element) text = isMap ? MapText(*element) : std::string(element->GetText());
   if (text.empty()) return {known.key, DefaultOf(known), false, true};
   return {known.key, text, true, IsValid(known.type, text)};
 }

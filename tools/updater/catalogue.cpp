@@ -34,11 +34,11 @@ std::vector<std::string> Catalogue::Files(const kxl::KeldaUpdaterAMissingCompone
   }
   for (const esd::XMLNodePointer& node : entries_.FindChildren(esd::NameIs("Component"))) {
     kxl::Version offered;
-    const std::string* file = node->GetAttribute("file");
+    const auto file = node->GetAttribute("file");
     if ((name == "*" || node->AttributeIs("name", name)) &&
         node->AttributeIs("category", category) &&
         kxl::KeldaUpdaterAMissingComponent(node).GetVersion(offered) && offered == version &&
-        file != nullptr && kxl::IsPathComponent(*file)) {
+        file && kxl::IsPathComponent(*file)) {
       files.push_back(kxl::JoinPath(folder_, *file));
     }
   }
