@@ -57,7 +57,7 @@ cpack --config "$build/CPackConfig.cmake" -G DEB -B "$work/packages" >"$work/cpa
 }
 case $(field libkxl6 Depends) in
   *libsystemd*) fail "libkxl6 cannot be installed without libsystemd" ;;
-  *libexpat1*libplist3*) ;;
+  *libplist3*libexpat1*) ;;
   *) fail "libkxl6 does not depend on the libraries that it needs" ;;
 esac
 [ "$(field libkxl-dev Depends)" = "libkxl6 (= $(field libkxl6 Version))" ] ||

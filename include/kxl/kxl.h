@@ -16,8 +16,9 @@
  *     signal and changes neither locale, umask nor working directory. A thread that is
  *     cancelled inside a call ends after it.
  *  5. Environment. The functions that start the updater hand it its task in environment
- *     variables (KX_LAUNCH_MODE and others), with setenv(3) in the calling process. Some of them
- *     stay set. KXL_ROOT, HOME and the XDG_* variables are read once a process.
+ *     variables (KX_LAUNCH_MODE and others), which they set in the calling process. Some of them
+ *     stay set. Other threads may read the environment meanwhile, but must not change it. KXL_ROOT,
+ *     HOME and the XDG_* variables are read once a process.
  *  6. Waiting. Shared files are guarded by machine-wide locks that other processes hold for
  *     milliseconds. A call waits for one only as long as its own text below says; when that was in
  *     vain it fails with a documented code or goes on without. The first call of a process (other

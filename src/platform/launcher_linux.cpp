@@ -20,6 +20,7 @@
 #include <optional>
 #include <string_view>
 
+#include "platform/environment.h"
 #include "platform/file_system.h"
 #include "platform/folders.h"
 #include "platform/regular_file.h"
@@ -148,13 +149,13 @@ class ScopedEnvironment {
     for (const auto& [name, value] : environment) {
       const char* before = getenv(name.c_str());
       before_.emplace(name, before == nullptr ? std::nullopt : std::optional<std::string>(before));
-      setenv(name.c_str(), value.c_str(), 1);
+      SetVariable(name, value);
     }
   }
   ~ScopedEnvironment() {
     for (const auto& [name, value] : before_) {
       if (value) {
-        setenv(name.c_str(), value->c_str(), 1);
+        SetVariable(name, *value);
       } else {
         unsetenv(name.c_str());
       }
@@ -188,7 +189,7 @@ bool OpenUpdaterApplication(const EnvironmentList& environment) {
 
 bool LaunchApplication(const std::string& path, const EnvironmentList& environment) {
   const boost::lock_guard<boost::mutex> guard(launching);
-  for (const auto& [name, value] : environment) setenv(name.c_str(), value.c_str(), 1);
+  for (const auto& [name, value] : environment) SetVariable(name, value);
   if (!PathExists(path)) return RunShell(path);
   if (StartDetached(IsFolder(path) ? ExecutableInBundle(path) : path)) return true;
   return PathExists(path) && RunShell(QuoteLaunchPath(path) + " &");

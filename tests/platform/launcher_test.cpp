@@ -5,7 +5,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <thread>
+
+#include "platform/environment.h"
 
 #include "support/test_folder.h"
 
@@ -87,6 +90,33 @@ TEST(Launcher, ThreadsLaunchOneAfterTheOther) {
     EXPECT_TRUE(fs::exists(InTestFolder("started." + std::to_string(task)))) << task;
   }
   EXPECT_EQ(getenv("KXL_A"), nullptr);
+}
+
+// setenv(3) would move the list of variables away under the readers now and then.
+TEST(Launcher, OtherThreadsMayReadTheEnvironment) {
+  std::atomic<bool> ended = false;
+  std::vector<std::thread> readers;
+  for (int i = 0; i < 2; ++i) {
+    readers.emplace_back([&] {
+      while (!ended) EXPECT_NE(getenv("KXL_ROOT"), nullptr);
+    });
+  }
+  for (int i = 0; i < 2000; ++i) kxl::SetVariable("KXL_TEST_" + std::to_string(i), "x");
+  ended = true;
+  for (std::thread& reader : readers) reader.join();
+  for (int i = 0; i < 2000; ++i) {
+    const std::string name = "KXL_TEST_" + std::to_string(i);
+    EXPECT_STREQ(getenv(name.c_str()), "x");
+    unsetenv(name.c_str());
+  }
+  kxl::SetVariable("KXL_TEST_0", "again");
+  EXPECT_STREQ(getenv("KXL_TEST_0"), "again");
+  char** const before = environ;
+  clearenv();
+  kxl::SetVariable("KXL_ROOT", TestFolder());
+  EXPECT_EQ(getenv("KXL_ROOT"), TestFolder());
+  EXPECT_EQ(environ[1], nullptr);
+  environ = before;
 }
 
 TEST(Launcher, QuotesAsFarAsThePathWasLong) {

@@ -1,0 +1,19 @@
+// Setting variables of the process's environment beside threads that read it.
+#ifndef KXL_PLATFORM_ENVIRONMENT_H
+#define KXL_PLATFORM_ENVIRONMENT_H
+
+#include <string>
+
+namespace kxl {
+
+// As setenv(3), which frees the list of variables when it grows: a thread that is in it then, in
+// getenv(3) or in localtime(3), ends the process. This one frees nothing that was ever in the
+// environment. It keeps each different value once, for as long as the process lives, whether the
+// library stays loaded or not. Remove variables with unsetenv(3).
+//
+// For one thread at a time; one that calls setenv at the same moment may undo either change.
+void SetVariable(const std::string& name, const std::string& value);
+
+}  // namespace kxl
+
+#endif  // KXL_PLATFORM_ENVIRONMENT_H
