@@ -62,7 +62,7 @@ bool IsXmlText(std::string_view text) {
 // Collects the text and passes it on in pieces: one call of the stream for a small file.
 class Printer {
  public:
-  explicit Printer(std::ostream& stream) : stream_(stream) { text_.reserve(kPieceSize * 2); }
+  explicit Printer(std::ostream& stream) : stream_(stream) {}
 
   void PrintDocument(const XMLDocumentNode& document) {
     text_ += "<?xml version=\"";
@@ -101,7 +101,7 @@ class Printer {
   }
 
  private:
-  static constexpr std::size_t kPieceSize = 32UL * 1024;  // bytes
+  static constexpr std::size_t kPieceSize = 256UL * 1024;  // bytes
 
   void PrintAttribute(std::string_view name, std::string_view value) {
     text_ += name;
