@@ -14,35 +14,6 @@ namespace {
 
 constexpr std::size_t kUsualChildren = 2;  // an application's
 
-constexpr std::size_t kFirstPiece = 4096;  // bytes; the others are larger and larger
-
-// Places nodes in a memory, each of which is a user of it.
-template <typename T>
-class NodeAllocator {
- public:
-  using value_type = T;
-
-  explicit NodeAllocator(NodeMemory* memory) : memory_(memory) {}
-  template <typename U>
-  NodeAllocator(const NodeAllocator<U>& other) : memory_(other.Memory()) {}
-
-  T* allocate(std::size_t count) {
-    void* const place = memory_->Resource()->allocate(count * sizeof(T), alignof(T));
-    memory_->AddUser();
-    return static_cast<T*>(place);
-  }
-  void deallocate(T* /*place*/, std::size_t /*count*/) { memory_->RemoveUser(); }
-
-  NodeMemory* Memory() const { return memory_; }
-  template <typename U>
-  bool operator==(const NodeAllocator<U>& other) const {
-    return memory_ == other.Memory();
-  }
-
- private:
-  NodeMemory* memory_;
-};
-
 XMLNodePointer NewNode(std::string_view label, bool isDocument, NodeMemory* memory) {
   // Not the default resource, which the host may have set for purposes of its own.
   if (memory == nullptr) {
@@ -53,12 +24,6 @@ XMLNodePointer NewNode(std::string_view label, bool isDocument, NodeMemory* memo
 }
 
 }  // namespace
-
-NodeMemory::NodeMemory() : pieces_(kFirstPiece, std::pmr::new_delete_resource()) {}
-
-void NodeMemory::RemoveUser() {
-  if (users_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
-}
 
 XMLNodePointer XMLDocumentNode::NewDocument(NodeMemory* memory) {
   XMLNodePointer document = NewNode("1.0", true, memory);

@@ -2,9 +2,7 @@
 #ifndef KXL_ESD_XML_DOCUMENT_H
 #define KXL_ESD_XML_DOCUMENT_H
 
-#include <atomic>
 #include <boost/shared_ptr.hpp>
-#include <cstddef>
 #include <memory_resource>
 #include <optional>
 #include <string>
@@ -12,30 +10,12 @@
 #include <utility>
 #include <vector>
 
+#include "esd/node_memory.h"
+
 namespace esd {
 
 class XMLDocumentNode;
 using XMLNodePointer = boost::shared_ptr<XMLDocumentNode>;
-
-// Where the nodes of one document take their memory from, without giving any back before the last
-// of them has gone: documents are read and dropped as a whole. For one thread at a time.
-class NodeMemory {
- public:
-  // Has one user, who made it.
-  static NodeMemory* New() { return new NodeMemory; }
-  void AddUser() { users_.fetch_add(1, std::memory_order_relaxed); }
-  // Deletes itself with the last one.
-  void RemoveUser();
-
-  std::pmr::memory_resource* Resource() { return &pieces_; }
-
- private:
-  NodeMemory();
-  ~NodeMemory() = default;
-
-  std::atomic<std::size_t> users_ = 1;
-  std::pmr::monotonic_buffer_resource pieces_;
-};
 
 // The document or one of its elements. A child belongs to its parent and to whoever else holds a
 // pointer to it; there is no way from a child to its parent.

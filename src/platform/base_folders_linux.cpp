@@ -8,8 +8,11 @@
 #include <boost/static_string.hpp>
 #include <cerrno>
 #include <climits>
+#include <cstddef>
 #include <cstdlib>
 #include <filesystem>
+#include <mutex>
+#include <new>
 #include <string_view>
 #include <system_error>
 #include <vector>
@@ -68,9 +71,13 @@ struct Environment {
   StoredPath data = Variable("XDG_DATA_HOME");
 };
 
+// Unlike a static variable of the function, the flag begins anew in a child that is forked while
+// another thread is at it.
 const Environment& ProcessEnvironment() {
-  static const Environment environment;
-  return environment;
+  alignas(Environment) static std::array<std::byte, sizeof(Environment)> storage;
+  static std::once_flag flag;
+  std::call_once(flag, [] { new (storage.data()) Environment; });
+  return *std::launder(reinterpret_cast<const Environment*>(storage.data()));
 }
 
 // The folder that an XDG variable names, else the one below the home folder; empty without a home.

@@ -9,6 +9,8 @@
 #include <set>
 #include <vector>
 
+#include "platform/thread_guards.h"
+
 namespace kxl {
 
 namespace {
@@ -20,9 +22,18 @@ void Store(char*& place, char* text) {
   std::atomic_ref<char*>(place).store(text, std::memory_order_release);
 }
 
+struct Made {
+  std::set<std::string> texts;
+  std::vector<std::unique_ptr<char*[]>> lists;
+};
+Made* made = nullptr;
+
+// A child forked while another thread was in here begins anew.
+[[maybe_unused]] const bool resetsInChild =
+    CallAroundFork(nullptr, nullptr, [] { made = nullptr; });
+
 char* Keep(const std::string& text) {
-  static auto* const kept = new std::set<std::string>;
-  return const_cast<char*>(kept->insert(text).first->c_str());
+  return const_cast<char*>(made->texts.insert(text).first->c_str());
 }
 
 // The variables; after clearenv(3) there is no list.
@@ -40,10 +51,9 @@ char** Find(char** list, const std::string& assignment) {
 
 // A copy of the list with room for more.
 char** Enlarge(char** list, std::size_t count, std::size_t capacity) {
-  static auto* const lists = new std::vector<std::unique_ptr<char*[]>>;
-  lists->push_back(std::make_unique<char*[]>(capacity));
-  std::copy_n(list, count, lists->back().get());
-  return lists->back().get();
+  char** const larger = made->lists.emplace_back(new char*[capacity]()).get();
+  std::copy_n(list, count, larger);
+  return larger;
 }
 
 }  // namespace
@@ -52,6 +62,7 @@ void SetVariable(const std::string& name, const std::string& value) {
   constexpr std::size_t kSpare = 32;
   static char** ours = nullptr;
   static std::size_t capacity = 0;
+  if (made == nullptr) made = new Made;
   const std::string assignment = name + "=";
   char* const text = Keep(assignment + value);
   char** place = Find(Variables(), assignment);

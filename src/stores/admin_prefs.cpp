@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <new>
 #include <sstream>
 
@@ -26,7 +27,9 @@ class PlistLibrary {
   // Null when there is none.
   static const PlistLibrary* Loaded() {
     alignas(PlistLibrary) static std::array<std::byte, sizeof(PlistLibrary)> storage;
-    static const PlistLibrary* const library = new (storage.data()) PlistLibrary;
+    static std::once_flag flag;
+    std::call_once(flag, [] { new (storage.data()) PlistLibrary; });
+    const auto* library = std::launder(reinterpret_cast<const PlistLibrary*>(storage.data()));
     return library->isComplete_ ? library : nullptr;
   }
 

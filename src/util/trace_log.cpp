@@ -103,36 +103,41 @@ void TrimLog(const std::string& path) {
 // run then find a log that is off.
 class TraceLogCloser {
  public:
-  explicit TraceLogCloser(TraceLog& log) : log_(log) {}
-  ~TraceLogCloser() { log_.Shutdown(); }
+  TraceLogCloser() = default;
+  ~TraceLogCloser() { TraceLog::object.Shutdown(); }
   TraceLogCloser(const TraceLogCloser&) = delete;
   TraceLogCloser& operator=(const TraceLogCloser&) = delete;
-
- private:
-  TraceLog& log_;
 };
 
 // A child that a host forks while another thread is in here must find the mutex free. The lines
 // that wait are its parent's to write, and so is the end of the file.
 TraceLog::TraceLog() {
-  CallAroundFork([] { Object().mutex_.lock(); }, [] { Object().mutex_.unlock(); },
+  CallAroundFork([] { object.mutex_.lock(); }, [] { object.mutex_.unlock(); },
                  [] {
-                   TraceLog& log = Object();
-                   log.queue_.clear();
-                   log.isForked_ = true;
-                   log.mutex_.unlock();
+                   object.queue_.clear();
+                   object.isForked_ = true;
+                   object.mutex_.unlock();
                  });
 }
 
-TraceLog& TraceLog::Object() {
-  alignas(TraceLog) static std::array<std::byte, sizeof(TraceLog)> storage;
-  static TraceLog* const log = new (storage.data()) TraceLog;
-  static const TraceLogCloser closer(*log);
-  return *log;
-}
+namespace {
+
+alignas(TraceLog) std::array<std::byte, sizeof(TraceLog)> storage;
+
+}  // namespace
+
+// Made when the library is loaded: a child forked while another thread was making it at its first
+// use would wait for that thread, which is not in it, for ever.
+TraceLog& TraceLog::object = *new (storage.data()) TraceLog;
+
+namespace {
+
+const TraceLogCloser closer;
+
+}  // namespace
 
 TraceLog& TraceLog::Instance(const std::string& path, int level, Mode mode) {
-  TraceLog& log = Object();
+  TraceLog& log = object;
   // What every message asks: nothing changes when a file is open or the log is off.
   const bool isMessage = mode == Mode::kSwitch && path.empty() && level < 1;
   if (!isMessage || (!log.IsOpen() && log.Level() > 0)) log.Configure(path, level, mode);
@@ -253,10 +258,7 @@ void LogNumber(int level, Flush flush, std::string_view name, std::uint32_t numb
   log->Write(level, flush, text);
 }
 
-int DefaultLogLevel() {
-  const TraceLog& log = TraceLog::Object();
-  return log.wasConfigured_ ? log.Level() : kLogNormal;
-}
+int DefaultLogLevel() { return TraceLog::object.wasConfigured_ ? TraceLog::Level() : kLogNormal; }
 
 bool IsLogOpen(const std::string& path, int level) {
   return TraceLog::Instance(path, level, TraceLog::Mode::kSwitch).IsOpen();

@@ -53,7 +53,7 @@ class TraceLog {
     kCloseOnly = 2,  // when a path is given and a file is open; opens nothing then
   };
 
-  // Makes the object at first use. Unless it closed something without switching, and while no file
+  // Unless it closed something without switching, and while no file
   // is open, it tries to open one as IsLogOpen does. The log is closed when the process exits or
   // unloads the library.
   static TraceLog& Instance(const std::string& path, int level, Mode mode);
@@ -70,7 +70,7 @@ class TraceLog {
   friend int DefaultLogLevel();
 
   TraceLog();
-  static TraceLog& Object();
+  static TraceLog& object;
   void Configure(const std::string& path, int level, Mode mode);
   void Shutdown() noexcept;
 

@@ -141,6 +141,23 @@ class Record : public kxl::XMLBoundObject<Record> {
   using XMLBoundObject::SetChildText;
 };
 
+TEST(Xml, AnElementOutlivesItsDocument) {
+  WriteFile(InTestFolder("file"), "<r><a n=\"a longer value than usual\"/><b>text</b></r>");
+  esd::XMLNodePointer kept;
+  {
+    esd::ExpatDOMBuilder builder;
+    ASSERT_TRUE(builder.Init() && builder.ParseFile(InTestFolder("file"), false));
+    const esd::XMLNodePointer root = esd::FindChild(builder.Document(), "r");
+    kept = esd::FindChild(root, "a");
+    root->AddChild(esd::XMLDocumentNode::NewElement("from elsewhere"));
+    kept->AddChild(root->GetChildren()[1]);
+  }
+  kept->SetText(std::string(100, 'x'));
+  EXPECT_EQ(kept->GetAttribute("n"), "a longer value than usual");
+  EXPECT_EQ(esd::FindChild(kept, "b")->GetText(), "text");
+  EXPECT_EQ(esd::CopyNode(kept)->GetText(), std::string(100, 'x'));
+}
+
 TEST(XmlBoundObject, ReadsAndWritesItsElement) {
   Record record;
   std::string text = "old";
