@@ -11,10 +11,8 @@ namespace {
 
 using FileBuffer = __gnu_cxx::stdio_filebuf<char>;
 
-std::unique_ptr<FileBuffer> MakeBuffer(OpenedFile& file, std::ios::openmode openMode) {
-  // A small file is read at once; the buffer holds one byte less than it is large.
-  constexpr std::uint64_t kMostBuffered = 64UL * 1024;
-  const std::size_t size = std::clamp<std::uint64_t>(file.size + 1, BUFSIZ, kMostBuffered);
+std::unique_ptr<FileBuffer> MakeBuffer(OpenedFile& file, std::ios::openmode openMode,
+                                       std::size_t size = BUFSIZ) {
   auto buffer =
       std::make_unique<FileBuffer>(file.descriptor.get(), openMode | std::ios::binary, size);
   if (!buffer->is_open()) return nullptr;
@@ -31,7 +29,10 @@ ESDifstream::ESDifstream(const std::string& path, const char* /*mode*/, std::ios
   size_ = file.size;
   if (!IsOpen()) return;
   descriptor_ = file.descriptor.get();
-  buffer_ = MakeBuffer(file, (openMode & ~std::ios::ate) | std::ios::in);
+  // A small file is read at once; the buffer holds one byte less than it is large.
+  constexpr std::uint64_t kMostBuffered = 64UL * 1024;
+  const std::size_t bufferSize = std::clamp<std::uint64_t>(file.size + 1, BUFSIZ, kMostBuffered);
+  buffer_ = MakeBuffer(file, (openMode & ~std::ios::ate) | std::ios::in, bufferSize);
   if (buffer_ == nullptr) {
     status_ = OpenStatus::kUnavailable;
     return;

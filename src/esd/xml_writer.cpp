@@ -123,7 +123,7 @@ class Printer {
 };
 
 bool IsAttributeText(std::string_view value) {
-  constexpr CharacterSet kUnwritable("\"&<\t\n\r");
+  static constexpr CharacterSet kUnwritable("\"&<\t\n\r");
   return IsXmlText(value) && kUnwritable.FindIn(value) == value.size();
 }
 

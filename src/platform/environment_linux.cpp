@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstddef>
+#include <cstring>
 #include <memory>
 #include <set>
 #include <vector>
@@ -25,6 +26,8 @@ void Store(char*& place, char* text) {
 struct Made {
   std::set<std::string> texts;
   std::vector<std::unique_ptr<char*[]>> lists;
+  char** list = nullptr;     // the last of them
+  std::size_t capacity = 0;  // its size
 };
 Made* made = nullptr;
 
@@ -44,36 +47,32 @@ char** Variables() {
 
 // Where the variable stands in the list, or the null at its end.
 char** Find(char** list, const std::string& assignment) {
-  const std::size_t length = assignment.size();
-  while (*list != nullptr && assignment.compare(0, length, *list, 0, length) != 0) ++list;
+  while (*list != nullptr && std::strncmp(*list, assignment.c_str(), assignment.size()) != 0) {
+    ++list;
+  }
   return list;
 }
 
-// A copy of the list with room for more.
-char** Enlarge(char** list, std::size_t count, std::size_t capacity) {
-  char** const larger = made->lists.emplace_back(new char*[capacity]()).get();
-  std::copy_n(list, count, larger);
-  return larger;
+// Puts a copy of the list with room for more into its place, and answers its end.
+char** Enlarge(char** list, std::size_t count) {
+  constexpr std::size_t kSpare = 32;
+  made->capacity = count + kSpare;
+  made->list = made->lists.emplace_back(new char*[made->capacity]()).get();
+  char** const end = std::copy_n(list, count, made->list);
+  std::atomic_ref<char**>(environ).store(made->list, std::memory_order_release);
+  return end;
 }
 
 }  // namespace
 
 void SetVariable(const std::string& name, const std::string& value) {
-  constexpr std::size_t kSpare = 32;
-  static char** ours = nullptr;
-  static std::size_t capacity = 0;
   if (made == nullptr) made = new Made;
   const std::string assignment = name + "=";
   char* const text = Keep(assignment + value);
   char** place = Find(Variables(), assignment);
   if (*place == nullptr) {
     const auto count = static_cast<std::size_t>(place - Variables());
-    if (environ != ours || count + 2 > capacity) {
-      capacity = count + kSpare;
-      ours = Enlarge(Variables(), count, capacity);
-      std::atomic_ref<char**>(environ).store(ours, std::memory_order_release);
-      place = ours + count;
-    }
+    if (environ != made->list || count + 2 > made->capacity) place = Enlarge(Variables(), count);
     Store(place[1], nullptr);
   }
   Store(*place, text);
