@@ -3,9 +3,11 @@
 
 #include <algorithm>
 #include <chrono>
+#include <mutex>
 #include <thread>
 
 #include "esd/resource_locker.h"
+#include "platform/thread_guards.h"
 
 namespace esd {
 
@@ -15,6 +17,22 @@ std::string SystemName(const std::string& resourceName) {
   std::string name = SemaphoreName(resourceName);
   std::replace(name.begin(), name.end(), '/', '_');
   return name;
+}
+
+// The C library guards its list of open semaphores with a lock of its own, which a child would find
+// held for ever that was forked while another thread was in there: none is, while a fork goes on.
+std::mutex inLibrary;
+[[maybe_unused]] const bool isFreeAtFork = kxl::CallAroundFork(
+    [] { inLibrary.lock(); }, [] { inLibrary.unlock(); }, [] { inLibrary.unlock(); });
+
+sem_t* Make(const std::string& name) {
+  const std::lock_guard<std::mutex> guard(inLibrary);
+  return sem_open(name.c_str(), O_CREAT | O_EXCL, 0700, 1);
+}
+
+void Close(sem_t* semaphore) {
+  const std::lock_guard<std::mutex> guard(inLibrary);
+  sem_close(semaphore);
 }
 
 }  // namespace
@@ -32,7 +50,7 @@ class ResourceLocker::ResourceLockerPlat {
 
   ~ResourceLockerPlat() {
     // Somebody may have removed the semaphore under us; its memory has to go all the same.
-    if (IsHeld() && !Release()) sem_close(semaphore_);
+    if (IsHeld() && !Release()) Close(semaphore_);
   }
   ResourceLockerPlat(const ResourceLockerPlat&) = delete;
   ResourceLockerPlat& operator=(const ResourceLockerPlat&) = delete;
@@ -42,7 +60,7 @@ class ResourceLocker::ResourceLockerPlat {
     const Clock::time_point deadline = Clock::now() + wait_;
     if (IsHeld()) throw resource_lock_fail(resourceName_, "A resource is already being locked");
     for (;;) {
-      semaphore_ = sem_open(systemName_.c_str(), O_CREAT | O_EXCL, 0700, 1);
+      semaphore_ = Make(systemName_);
       if (IsHeld()) return true;
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
       if (Clock::now() >= deadline) return false;
@@ -61,7 +79,7 @@ class ResourceLocker::ResourceLockerPlat {
  private:
   bool Release() {
     if (sem_unlink(systemName_.c_str()) != 0) return false;
-    if (IsHeld()) sem_close(semaphore_);
+    if (IsHeld()) Close(semaphore_);
     semaphore_ = SEM_FAILED;
     return true;
   }
