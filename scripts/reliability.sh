@@ -32,10 +32,10 @@ row 'system calls that fail' "$(number '$1 == "all" { print $3 }')" 0
 run cmake --build --preset release
 run build/layer_tests --gtest_filter='DamagedFiles.*'
 row 'damaged files' "$(number '/damaged files$/ { all += $1 } END { print all }')" 0
-KXL_TEST_REQUESTS=200 run build/library_tests --gtest_filter='ManyProcesses.LoseNothing*'
+run env KXL_TEST_REQUESTS=200 build/library_tests --gtest_filter='ManyProcesses.LoseNothing*'
 row 'requests of 8 processes' "$(number '/ 0$/ && NF == 3 { all += $1 } END { print all }')" 0
 row '... the longest, in milliseconds' "$(number '/longest call$/ { print $1 }')" -
-KXL_TEST_KILLS=300 run build/library_tests --gtest_filter='ManyProcesses.AKilled*'
+run env KXL_TEST_KILLS=300 build/library_tests --gtest_filter='ManyProcesses.AKilled*'
 row 'processes killed at any moment' 300 -
 row '... registrations answered meanwhile' "$(number '/ registered$/ { print $1 }')" 0
 run build/tool_tests --gtest_filter='Loading.*'

@@ -21,11 +21,11 @@ namespace {
 constexpr std::uint64_t kTrimAbove = 50000;  // bytes
 constexpr std::uint64_t kTrimmedSize = 30000;
 
-void AppendNumber(std::string& text, unsigned number, std::size_t digits) {
-  for (std::size_t i = 0; i < digits; ++i) text += '0';
-  for (std::size_t i = text.size(); digits > 0; --digits, number /= 10) {
-    text[--i] = static_cast<char>('0' + number % 10);
-  }
+// A separator and a number of two digits.
+void AppendField(std::string& text, char separator, unsigned number) {
+  text += separator;
+  text += static_cast<char>('0' + number / 10);
+  text += static_cast<char>('0' + number % 10);
 }
 
 // The time in UTC, "2008-03-17T09:05:41". By arithmetic: gmtime_r takes a lock, which a child
@@ -37,23 +37,17 @@ std::string TimeStamp() {
   const auto now = floor<seconds>(std::chrono::system_clock::now());
   const std::chrono::year_month_day date(floor<days>(now));
   const std::chrono::hh_mm_ss time(now - floor<days>(now));
-  std::string text;
-  text.reserve(sizeof "2008-03-17T09:05:41");
-  AppendNumber(text, static_cast<unsigned>(static_cast<int>(date.year())), 4);
-  text += '-';
-  AppendNumber(text, static_cast<unsigned>(date.month()), 2);
-  text += '-';
-  AppendNumber(text, static_cast<unsigned>(date.day()), 2);
-  text += 'T';
-  AppendNumber(text, static_cast<unsigned>(time.hours().count()), 2);
-  text += ':';
-  AppendNumber(text, static_cast<unsigned>(time.minutes().count()), 2);
-  text += ':';
-  AppendNumber(text, static_cast<unsigned>(time.seconds().count()), 2);
+  std::string text = std::to_string(static_cast<int>(date.year()));
+  AppendField(text, '-', static_cast<unsigned>(date.month()));
+  AppendField(text, '-', static_cast<unsigned>(date.day()));
+  AppendField(text, 'T', static_cast<unsigned>(time.hours().count()));
+  AppendField(text, ':', static_cast<unsigned>(time.minutes().count()));
+  AppendField(text, ':', static_cast<unsigned>(time.seconds().count()));
   return text;
 }
 
 void AppendLine(std::string& queue, const std::string& stamp, std::string_view text) {
+  queue.reserve(queue.size() + stamp.size() + 2 + text.size() + 1);  // all of it or nothing
   queue += stamp;
   queue += ": ";
   queue += text;
@@ -104,7 +98,7 @@ void TrimLog(const std::string& path) {
 class TraceLogCloser {
  public:
   TraceLogCloser() = default;
-  ~TraceLogCloser() { TraceLog::object.Shutdown(); }
+  ~TraceLogCloser() { TraceLog::object_.Shutdown(); }
   TraceLogCloser(const TraceLogCloser&) = delete;
   TraceLogCloser& operator=(const TraceLogCloser&) = delete;
 };
@@ -112,11 +106,11 @@ class TraceLogCloser {
 // A child that a host forks while another thread is in here must find the mutex free. The lines
 // that wait are its parent's to write, and so is the end of the file.
 TraceLog::TraceLog() {
-  CallAroundFork([] { object.mutex_.lock(); }, [] { object.mutex_.unlock(); },
+  CallAroundFork([] { object_.mutex_.lock(); }, [] { object_.mutex_.unlock(); },
                  [] {
-                   object.queue_.clear();
-                   object.isForked_ = true;
-                   object.mutex_.unlock();
+                   object_.queue_.clear();
+                   object_.isForked_ = true;
+                   object_.mutex_.unlock();
                  });
 }
 
@@ -128,7 +122,7 @@ alignas(TraceLog) std::array<std::byte, sizeof(TraceLog)> storage;
 
 // Made when the library is loaded: a child forked while another thread was making it at its first
 // use would wait for that thread, which is not in it, for ever.
-TraceLog& TraceLog::object = *new (storage.data()) TraceLog;
+TraceLog& TraceLog::object_ = *new (storage.data()) TraceLog;
 
 namespace {
 
@@ -137,11 +131,10 @@ const TraceLogCloser closer;
 }  // namespace
 
 TraceLog& TraceLog::Instance(const std::string& path, int level, Mode mode) {
-  TraceLog& log = object;
   // What every message asks: nothing changes when a file is open or the log is off.
   const bool isMessage = mode == Mode::kSwitch && path.empty() && level < 1;
-  if (!isMessage || (!log.IsOpen() && log.Level() > 0)) log.Configure(path, level, mode);
-  return log;
+  if (!isMessage || (!IsOpen() && Level() > 0)) object_.Configure(path, level, mode);
+  return object_;
 }
 
 // Closing and opening are one step for other threads, or a message in between would find no file
@@ -225,10 +218,9 @@ void TraceLog::Shutdown() noexcept {
 
 namespace {
 
-// The log for a line of that level; null when it is not to be written. A line that comes while no
-// file is open turns the log off, whatever its level.
+// The log for a line of that level; null when it is not to be written.
 TraceLog* LogFor(int level) {
-  if (TraceLog::IsOpen() ? !TraceLog::Wants(level) : TraceLog::Level() == 0) return nullptr;
+  if (TraceLog::IsOpen() && !TraceLog::Wants(level)) return nullptr;  // at no cost
   TraceLog& log = TraceLog::Instance({}, 0, TraceLog::Mode::kSwitch);
   return TraceLog::Wants(level) ? &log : nullptr;
 }
@@ -258,7 +250,7 @@ void LogNumber(int level, Flush flush, std::string_view name, std::uint32_t numb
   log->Write(level, flush, text);
 }
 
-int DefaultLogLevel() { return TraceLog::object.wasConfigured_ ? TraceLog::Level() : kLogNormal; }
+int DefaultLogLevel() { return TraceLog::object_.wasConfigured_ ? TraceLog::Level() : kLogNormal; }
 
 bool IsLogOpen(const std::string& path, int level) {
   return TraceLog::Instance(path, level, TraceLog::Mode::kSwitch).IsOpen();

@@ -5,7 +5,7 @@
 // An opening of the file begins with the text ">>> Kelda Updater Log Begin >>>" and ends with
 // "<<< Kelda Updater Log End <<<" and two empty lines. Texts are written as they are: one that
 // holds line feeds takes several lines of the file. Several processes may append to one file; each
-// writes line by line.
+// writes whole lines.
 #ifndef KXL_UTIL_TRACE_LOG_H
 #define KXL_UTIL_TRACE_LOG_H
 
@@ -70,7 +70,7 @@ class TraceLog {
   friend int DefaultLogLevel();
 
   TraceLog();
-  static TraceLog& object;
+  static TraceLog& object_;
   void Configure(const std::string& path, int level, Mode mode);
   void Shutdown() noexcept;
 
