@@ -70,10 +70,14 @@ TEST_F(TwoUsers, KeepOneListTogether) {
   EXPECT_EQ(ModeOf(ListPath()), 0664U);
 }
 
-// One member of the group lays a link where another one is about to write.
-TEST_F(TwoUsers, DoNotWriteEachOthersFilesThroughLinks) {
+// One member of the group lays a link where another one is about to write. A companion is a newer
+// list, so that one's own files would be shown to the group.
+TEST_F(TwoUsers, DoNotUseEachOthersFilesThroughLinks) {
   const std::string diary = InTestFolder("2001/diary");
-  const std::string text = "of nobody's business";
+  const std::string text =
+      "<KeldaUpdaterRegistrationManager><Application "
+      "appID=\"private\"><InstallPath>/p</InstallPath>"
+      "</Application></KeldaUpdaterRegistrationManager>";
   for (const char* name :
        {"KeldaESDGlobalApps.xml_", "KeldaESDGlobalApps.xml", "KeldaESDGlobalApps.xml.damaged"}) {
     WriteFile(diary, text);
@@ -86,6 +90,9 @@ TEST_F(TwoUsers, DoNotWriteEachOthersFilesThroughLinks) {
     ChildProcess(RegisterOne, {"2001"}, EnvironmentOf(2001)).Exit();
     EXPECT_EQ(ReadFile(diary), text) << name;
     EXPECT_EQ(ModeOf(diary), 0600U) << name;
+    if (name == std::string_view("KeldaESDGlobalApps.xml_")) {
+      EXPECT_EQ(Count(ReadFile(ListPath()), "private"), 0U);
+    }
     for (const auto& entry : fs::directory_iterator(folder_)) fs::remove(entry);
   }
 }
