@@ -122,20 +122,22 @@ class Printer {
   std::string text_;
 };
 
-bool IsAttributeText(std::string_view value) {
-  static constexpr CharacterSet kUnwritable("\"&<\t\n\r");
-  return IsXmlText(value) && kUnwritable.FindIn(value) == value.size();
-}
+constexpr CharacterSet kBreaksAttributes("\"&<");
+constexpr CharacterSet kChangesInAttributes("\"&<\t\n\r");
 
-bool ReadsBack(const XMLDocumentNode& node, std::size_t depth, std::size_t& elements) {
+bool ReadsBack(const XMLDocumentNode& node, const CharacterSet& refused, std::size_t depth,
+               std::size_t& elements) {
   const auto& attributes = node.GetAttributes();
   const auto& children = node.GetChildren();
   elements += children.size();
   return depth <= kMaximumDepth && elements <= kMaximumElements && IsXmlText(node.GetText()) &&
          std::all_of(attributes.begin(), attributes.end(),
-                     [](const auto& attribute) { return IsAttributeText(attribute.second); }) &&
+                     [&](const auto& attribute) {
+                       const std::string_view value = attribute.second;
+                       return IsXmlText(value) && refused.FindIn(value) == value.size();
+                     }) &&
          std::all_of(children.begin(), children.end(), [&](const XMLNodePointer& child) {
-           return ReadsBack(*child, depth + 1, elements);
+           return ReadsBack(*child, refused, depth + 1, elements);
          });
 }
 
@@ -154,7 +156,12 @@ std::ostream& WriteNode(std::ostream& stream, const XMLDocumentNode& node) {
 
 bool ReadsBack(const XMLDocumentNode& node) {
   std::size_t elements = 0;
-  return ReadsBack(node, node.IsDocument() ? 0 : 1, elements);
+  return ReadsBack(node, kBreaksAttributes, node.IsDocument() ? 0 : 1, elements);
+}
+
+bool ReadsBackUnchanged(const XMLDocumentNode& node) {
+  std::size_t elements = 0;
+  return ReadsBack(node, kChangesInAttributes, node.IsDocument() ? 0 : 1, elements);
 }
 
 void EscapeText(std::string_view text, std::string& out) {

@@ -26,12 +26,16 @@ namespace esd {
 std::ostream& WriteNode(std::ostream& stream, const XMLDocumentNode& node);
 
 // Whether what WriteNode prints of the node reads back: no attribute value holds one of the three
-// characters above, a tab or a line end (which would read back as a space), no text holds what XML
-// cannot carry (control characters other than tab and line ends, malformed UTF-8, surrogates,
-// U+FFFE and U+FFFF), and there are no more elements, nor deeper ones, than the parser takes. A
-// file that is written without this test may take everything else in it with it. A carriage return
-// in a text passes, and reads back as a line feed.
+// characters above, nothing holds what XML cannot carry (control characters other than tab and line
+// ends, malformed UTF-8, surrogates, U+FFFE and U+FFFF), and there are no more elements, nor deeper
+// ones, than the parser takes. A file that is written without this test may take everything else in
+// it with it. A tab or a line end in an attribute passes, and reads back as a space; a carriage
+// return in a text reads back as a line feed.
 bool ReadsBack(const XMLDocumentNode& node);
+
+// The same, and no attribute value holds a tab or a line end: for what a caller wants to find again
+// under that value.
+bool ReadsBackUnchanged(const XMLDocumentNode& node);
 
 // Appends text to out with the five entities for '"', '&', '\'', '<' and '>'.
 void EscapeText(std::string_view text, std::string& out);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "esd/xml_writer.h"
 #include "platform/folders.h"
 #include "platform/path.h"
 
@@ -149,6 +150,7 @@ AddResult KeldaUpdaterMissingCompsManager::Change(Operation operation) {
 }
 
 AddResult KeldaUpdaterMissingCompsManager::Append(const KeldaUpdaterMissingCompsApp& app) {
+  if (!esd::ReadsBackUnchanged(*app.Node())) return AddResult::kFailed;
   esd::DeepCopyNode(app.Node(), Root());
   return Save() ? AddResult::kAdded : AddResult::kFailed;
 }
@@ -187,7 +189,9 @@ AddResult KeldaUpdaterMissingCompsManager::AddTo(KeldaUpdaterMissingCompsApp app
                        KeldaUpdaterMissingCompsApp::Wildcards::kYes)) {
     return !isChanged || Save() ? AddResult::kListed : AddResult::kFailed;
   }
-  app.AppendComponent({request.category, request.name, version});
+  const KeldaUpdaterAMissingComponent component(request.category, request.name, version);
+  if (!esd::ReadsBackUnchanged(*component.Node())) return AddResult::kFailed;
+  app.AppendComponent(component);
   return Save() ? AddResult::kAdded : AddResult::kFailed;
 }
 

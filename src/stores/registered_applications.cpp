@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "esd/xml_writer.h"
 #include "platform/file_system.h"
 #include "platform/folders.h"
 #include "platform/path.h"
@@ -39,24 +40,32 @@ KeldaUpdaterRegistrationManager::KeldaUpdaterRegistrationManager()
   SetPath(ListPath());
 }
 
-bool KeldaUpdaterRegistrationManager::LoadList() {
-  const bool loaded = Load();
-  if (TraceLog::Wants(kLogDetail)) {
-    LogNumber(kLogDetail, Flush::kYes, "GetRegisteredApps(" + Path() + ") : return", loaded);
-  }
+// The line of a listing, which looking up and unregistering do as well.
+void KeldaUpdaterRegistrationManager::TraceListing(bool listed) const {
+  if (!TraceLog::Wants(kLogDetail)) return;
+  LogNumber(kLogDetail, Flush::kYes, "GetRegisteredApps(" + Path() + ") : return", listed);
+}
+
+bool KeldaUpdaterRegistrationManager::LoadTraced() {
+  const bool loaded = Attempt([this] { return Load(); });
+  TraceListing(loaded);
   return loaded;
 }
 
 bool KeldaUpdaterRegistrationManager::GetRegisteredApps(
     std::vector<KeldaUpdaterRegisteredApp>& apps) {
-  return Attempt([&] {
+  const bool listed = Attempt([&] {
     const FileLock lock(*this);
-    if (!lock.IsHeld() || !LoadList()) return false;
+    if (!lock.IsHeld() || !Load()) return false;
     apps.clear();
     for (const esd::XMLNodePointer& entry : Records()) {
       apps.emplace_back(esd::CloneNode(entry));
     }
     return true;
+  });
+  return Attempt([&] {
+    TraceListing(listed);
+    return listed;
   });
 }
 
@@ -65,7 +74,7 @@ bool KeldaUpdaterRegistrationManager::Find(const std::string& appId,
   if (appId == kUpdaterId) return FindUpdater(app);
   return Attempt([&] {
     const FileLock lock(*this);
-    if (!lock.IsHeld() || !LoadList()) return false;
+    if (!lock.IsHeld() || !LoadTraced()) return false;
     const esd::XMLNodePointer entry = FirstRecord(appId);
     if (!entry) return false;
     app = KeldaUpdaterRegisteredApp(esd::CloneNode(entry));
@@ -83,6 +92,7 @@ RegisterResult KeldaUpdaterRegistrationManager::Register(const KeldaUpdaterRegis
   app.GetDisplayName(displayName);
   app.GetInstallPath(installPath);
   if (appId.empty() || installPath.empty() || displayName.empty()) return RegisterResult::kFailed;
+  if (!esd::ReadsBackUnchanged(*app.Node())) return RegisterResult::kFailed;
 
   RegisterResult result = RegisterResult::kAdded;
   if (const esd::XMLNodePointer entry = FirstRecord(appId)) {
@@ -100,7 +110,7 @@ RegisterResult KeldaUpdaterRegistrationManager::Register(const KeldaUpdaterRegis
 UnregisterResult KeldaUpdaterRegistrationManager::Unregister(const std::string& appId) {
   if (appId == kUpdaterId || !PathExists(Path())) return UnregisterResult::kFailed;
   const FileLock lock(*this);
-  if (!lock.IsHeld() || !Attempt([this] { return LoadList(); })) return UnregisterResult::kFailed;
+  if (!lock.IsHeld() || !Attempt([this] { return LoadTraced(); })) return UnregisterResult::kFailed;
   if (RemoveRecords(appId) == 0) return UnregisterResult::kNotFound;
   return SaveOrErase() ? UnregisterResult::kRemoved : UnregisterResult::kFailed;
 }

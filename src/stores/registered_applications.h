@@ -74,7 +74,8 @@ class KeldaUpdaterRegistrationManager : public RecordList {
   UnregisterResult Unregister(const std::string& appId);
 
  private:
-  bool LoadList();
+  bool LoadTraced();
+  void TraceListing(bool listed) const;
 };
 
 }  // namespace kxl

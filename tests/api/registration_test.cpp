@@ -163,6 +163,15 @@ TEST(Registration, WhatWouldNotReadBackIsNotWritten) {
   EXPECT_EQ(ReadFile(ListPath()), TwentyApplications());
   EXPECT_EQ(CallsInHost({Register("a'>b", "<\"&'>", "/a&b")}), std::vector{0});
   EXPECT_EQ(CountInList("<Application "), 21U);
+  // Of what others have written only that is refused which would break the file.
+  for (const char* foreign : {"a&#9;b&#10;", "a&lt;"}) {
+    std::string list = TwentyApplications();
+    list.replace(list.find("app7"), 4, foreign);
+    WriteFile(ListPath(), list);
+    const bool isKept = std::string_view(foreign).ends_with("&lt;");
+    EXPECT_EQ(CallsInHost({Register("new")}), std::vector{isKept ? 4 : 0}) << foreign;
+    EXPECT_EQ(CountInList(isKept ? foreign : "appID=\"a\tb\n\""), 1U);
+  }
 }
 
 TEST(Registration, AFullDiskLosesNoEntry) {

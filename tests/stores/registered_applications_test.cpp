@@ -75,9 +75,14 @@ TEST(RegisteredApplications, ListAndFindHandOutCopiesAndUnregisterRemovesEveryEn
 
   kxl::IsLogOpen(InTestFolder("log"), 3);
   EXPECT_TRUE(list.GetRegisteredApps(apps) && apps.empty());
+  KeldaUpdaterRegistrationManager holder;
+  EXPECT_TRUE(holder.Lock());
+  EXPECT_FALSE(list.GetRegisteredApps(apps));
   kxl::TraceLog::Instance("", 0, kxl::TraceLog::Mode::kClose);
-  text = "\nGetRegisteredApps(" + ListPath() + ") : return = 1\n";
-  EXPECT_EQ(Count(ReadLog(InTestFolder("log")), text), 1U);
+  for (const char* result : {"1", "0"}) {
+    text = "\nGetRegisteredApps(" + ListPath() + ") : return = " + result + "\n";
+    EXPECT_EQ(Count(ReadLog(InTestFolder("log")), text), 1U);
+  }
 }
 
 TEST(RegisteredApplications, LoadingPrunesEntriesWithoutAPath) {
