@@ -67,41 +67,46 @@ std::int32_t QueryHold(const SuppressFile& file, std::time_t now, char* appIdent
   return ESD_ERR_OK;
 }
 
-std::int32_t UseSuppressFile(char* appIdentifier, std::uint32_t* bufferSize, std::uint32_t* seconds,
-                             std::int32_t query) {
+// Runs use with the holds and the time they were swept at, under their lock, and writes back what
+// the sweep and use have changed. Answers use's code: a write-back that fails takes a success away,
+// and never hides another answer.
+template <typename Use>
+std::int32_t WithHolds(Use use) {
   std::string folder;
   if (!GetDataFolder(folder)) return ESD_ERR_FAILURE;
   SuppressFile file(JoinPath(folder, kSuppressFileName));
   if (!file.Lock()) return KXL_SUPPRESS_FILE_BUSY;
   const std::time_t now = std::time(nullptr);
   if (!file.Read(now)) return ESD_ERR_FAILURE;
-  const std::int32_t code = query == 0 ? SetHold(file, now, appIdentifier, seconds)
-                                       : QueryHold(file, now, appIdentifier, bufferSize, seconds);
-  // What the sweep has changed is written whatever the call itself answers. A query's answer stands
-  // even when a file that holds nothing any more cannot be removed.
-  if (file.WriteBack() || (query != 0 && file.Holds().empty())) return code;
-  return ESD_ERR_FAILURE;
+  const std::int32_t code = use(file, now);
+  return file.WriteBack() || code != ESD_ERR_OK ? code : ESD_ERR_FAILURE;
 }
 
 }  // namespace
 
 std::int32_t SuppressUpdates(char* appIdentifier, std::uint32_t* bufferSize, std::uint32_t* seconds,
                              std::int32_t query) {
-  const std::int32_t code = UseSuppressFile(appIdentifier, bufferSize, seconds, query);
+  const std::int32_t code = WithHolds([&](SuppressFile& file, std::time_t now) {
+    return query == 0 ? SetHold(file, now, appIdentifier, seconds)
+                      : QueryHold(file, now, appIdentifier, bufferSize, seconds);
+  });
   const bool hasSetHold = code == ESD_ERR_OK && query == 0 && seconds != nullptr && *seconds != 0;
   if (hasSetHold && FindUpdaterProcess(BringToFront::kNo)) PostSuppressionSignal();
   return code;
 }
 
 bool AreUpdatesSuppressed(bool& suppressed) {
-  std::uint32_t seconds = 0;
+  bool isRead = false;
   try {
-    if (SuppressUpdates(nullptr, nullptr, &seconds, 1) != ESD_ERR_OK) return false;
+    WithHolds([&](const SuppressFile& file, std::time_t /*now*/) -> std::int32_t {
+      suppressed = !file.Holds().empty();
+      isRead = true;
+      return ESD_ERR_OK;
+    });
   } catch (const std::exception&) {
-    return false;
+    // A time that does not exist; or the writing back, which what was read does not depend on.
   }
-  suppressed = seconds > 0;
-  return true;
+  return isRead;
 }
 
 }  // namespace kxl

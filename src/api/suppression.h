@@ -11,8 +11,8 @@ namespace kxl {
 std::int32_t SuppressUpdates(char* appIdentifier, std::uint32_t* bufferSize, std::uint32_t* seconds,
                              std::int32_t query);
 
-// Whether any application's hold is running. False, with suppressed as it was, when the holds
-// cannot be read.
+// Whether any application's hold is running, by what was read: whether the sweep of ended ones can
+// be written does not count. False, with suppressed as it was, when the holds cannot be read.
 bool AreUpdatesSuppressed(bool& suppressed);
 
 }  // namespace kxl

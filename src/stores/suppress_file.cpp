@@ -41,6 +41,10 @@ std::string Line(const Hold& hold) {
   return hold.appId + std::string(time.data(), size);
 }
 
+bool Empty(const std::string& path) {
+  return ESDofstream(path, "wb", std::ios::out | std::ios::trunc, Links::kRefuse).IsOpen();
+}
+
 }  // namespace
 
 std::time_t ParseTime(std::string_view text) {
@@ -119,6 +123,7 @@ void SuppressFile::Clear(std::string_view appId) {
   if (hold == nullptr) return;
   holds_.erase(holds_.begin() + std::distance<const Hold*>(holds_.data(), hold));
   isChanged_ = true;
+  isCleared_ = true;
 }
 
 void SuppressFile::Add(const std::string& appId, std::time_t end) {
@@ -128,10 +133,13 @@ void SuppressFile::Add(const std::string& appId, std::time_t end) {
 
 bool SuppressFile::WriteBack() {
   if (!isChanged_) return true;
-  if (holds_.empty()) return RemoveFileSystemObject(path_);
   mode_t mode = 0;
   const bool exists = GetMode(path_, mode);
-  if (exists && (mode & 0200) == 0) return false;  // write protected on purpose
+  const bool isProtected = exists && (mode & 0200) == 0;  // on purpose
+  if (holds_.empty()) {
+    return RemoveFileSystemObject(path_) || !isCleared_ || (!isProtected && Empty(path_));
+  }
+  if (isProtected) return false;
   const std::string companion = path_ + "_";
   DeleteFile(companion);  // of a process that died; it may deny even its owner
   ESDofstream file(companion, "wb", std::ios::out | std::ios::trunc | std::ios::binary,

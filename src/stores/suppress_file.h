@@ -49,8 +49,9 @@ class SuppressFile {
   // Adds a hold at the end.
   void Add(const std::string& appId, std::time_t end);
 
-  // Writes the holds when anything has changed, or removes the file when none is left. False when
-  // that fails; the file is as it was then.
+  // Writes the holds when anything has changed, or removes the file when none is left; one that may
+  // not be removed is emptied. False when that fails, and the file still has other holds than this
+  // object: it is as it was then. One that only has ended ones left is as good as none.
   bool WriteBack();
 
  private:
@@ -61,6 +62,7 @@ class SuppressFile {
   esd::ResourceLocker lock_;
   std::vector<Hold> holds_;
   bool isChanged_ = false;
+  bool isCleared_ = false;  // a hold that was running was taken off
 };
 
 // Reads "2008-03-17 21:05:41", a time in UTC. Throws std::exception for any other form and for a

@@ -1,5 +1,6 @@
 #include <kxl/kxl.h>
 #include <sys/syscall.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <ctime>
@@ -122,6 +123,54 @@ TEST(Suppression, AFileThatCannotBeUsedIsLeftAlone) {
   fs::create_directories(SuppressPath() + "/inside");
   EXPECT_EQ(Set("a", 5), ESD_ERR_FAILURE);
   EXPECT_TRUE(fs::exists(SuppressPath() + "/inside"));
+}
+
+// Makes a call for which nothing can be renamed.
+int CallOnAReadOnlyDisk(const Link& /*parent*/, const Arguments& arguments) {
+  FailSystemCall(SYS_rename, EROFS);
+  const std::string& call = arguments[0];
+  if (call == "check") return KXLTriggerUpdateCheck(nullptr, nullptr, nullptr, nullptr, 1, false);
+  return call == "query" ? -Left("a") : Set(call, 5);
+}
+
+// What was read decides a check, and an answer that is no success stays what it is.
+TEST(Suppression, AWriteBackThatFailsTakesASuccessAndNothingElse) {
+  const std::string text = Line("ended", -1) + Line("a", 1000);
+  WriteFile(SuppressPath(), text);
+  for (const auto& [call, code] : {std::pair("check", KXL_CHECK_SUPPRESSED),
+                                   {"", ESD_ERR_INVALIDDATA},
+                                   {"b", ESD_ERR_FAILURE},
+                                   {"query", ESD_ERR_FAILURE}}) {
+    EXPECT_EQ(ChildProcess(CallOnAReadOnlyDisk, {call}).Exit(), code) << call;
+    EXPECT_EQ(ReadFile(SuppressPath()), text);
+  }
+  // One that may not be removed, on purpose: ended holds are as good as none, others run on.
+  for (const auto& [line, code] :
+       {std::pair(Line("a", -1), ESD_ERR_OK), {Line("a", 1000), ESD_ERR_FAILURE}}) {
+    WriteFile(SuppressPath(), line);
+    fs::permissions(SuppressPath(), fs::perms::owner_read);
+    EXPECT_EQ(Set("a", 0), code);
+    EXPECT_EQ(ReadFile(SuppressPath()), line);
+    fs::remove(SuppressPath());
+  }
+}
+
+int ClearInAReadOnlyFolder(const Link& /*parent*/, const Arguments& /*arguments*/) {
+  if (geteuid() == 0 && setuid(65534) != 0) return -1;
+  return Set("a", 0);
+}
+
+TEST(Suppression, AFileThatCannotBeRemovedIsEmptied) {
+  WriteFile(SuppressPath(), Line("a", 1000));
+  for (fs::path path = SuppressPath(); path != TestFolder(); path = path.parent_path()) {
+    fs::permissions(path.parent_path(), fs::perms(0555));
+  }
+  EXPECT_TRUE(geteuid() != 0 || chown(SuppressPath().c_str(), 65534, 65534) == 0);
+  EXPECT_EQ(ChildProcess(ClearInAReadOnlyFolder).Exit(), ESD_ERR_OK);
+  EXPECT_EQ(ReadFile(SuppressPath()), "");
+  for (fs::path path = SuppressPath(); path != TestFolder(); path = path.parent_path()) {
+    fs::permissions(path.parent_path(), fs::perms(0755));
+  }
 }
 
 int HoldWithoutStreams(const Link& /*parent*/, const Arguments& /*arguments*/) {
