@@ -15,8 +15,8 @@ namespace kxl {
 
 namespace {
 
-// Whether there are preferences that cannot be read; some that are locked, or have no folder, do
-// not count.
+// Whether there are preferences that were opened and cannot be read; some that are locked, may not
+// be opened, or have no folder, do not count.
 bool ArePreferencesUnreadable(RequestPreferences& preferences) {
   try {
     preferences.Use([](KeldaUpdaterPrefs&) {});

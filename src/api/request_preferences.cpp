@@ -5,12 +5,8 @@ namespace kxl {
 bool RequestPreferences::Use(const std::function<void(KeldaUpdaterPrefs&)>& use) {
   if (state_ != State::kUsable) return false;
   KeldaUpdaterPrefs preferences;
-  if (!preferences.Lock()) {
-    state_ = State::kBusy;
-    return false;
-  }
   if (!preferences.ReloadIfChanged()) {
-    state_ = State::kUnreadable;
+    state_ = preferences.IsUnreadable() ? State::kUnreadable : State::kBusy;
     return false;
   }
   use(preferences);

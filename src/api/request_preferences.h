@@ -16,7 +16,7 @@ class RequestPreferences {
   enum class State {
     kUsable,
     kBusy,        // the lock was not to be had
-    kUnreadable,  // there is a file that cannot be opened or read
+    kUnreadable,  // the file was opened, and could not be read
   };
 
   // Calls use with the preferences up to date and locked. False, without calling it, when they are

@@ -136,8 +136,11 @@ bool ExpatDOMBuilder::ParseFile(const std::string& path, bool defaultResult, kxl
     case kxl::OpenStatus::kFolder:
       lastRead_ = ReadStatus::kFolder;
       return defaultResult;
+    case kxl::OpenStatus::kDenied:
+      lastRead_ = ReadStatus::kDenied;
+      return defaultResult;
     case kxl::OpenStatus::kUnavailable:
-      lastRead_ = ReadStatus::kUnreadable;
+      lastRead_ = ReadStatus::kUnavailable;
       return defaultResult;
   }
   if (file.Size() == 0) {

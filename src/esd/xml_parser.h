@@ -28,9 +28,11 @@ inline constexpr std::size_t kMaximumElements = 1000000;
 enum class ReadStatus {
   kMissing,
   kParsed,
-  kDamaged,     // read, but no well-formed XML within the limits, or no regular file
-  kFolder,      // never ours, and never to be removed
-  kUnreadable,  // not to be opened or read (rights, descriptors, memory, a bad disk)
+  kDamaged,      // read, but no well-formed XML within the limits, or no regular file
+  kFolder,       // never ours, and never to be removed
+  kDenied,       // not to be opened, now or later (rights)
+  kUnavailable,  // not to be opened for the moment (descriptors, memory, a bad disk)
+  kUnreadable,   // opened, and then not to be read, or not for want of memory
 };
 
 // Builds a tree from expat's events. Character data counts up to the first tag behind it only: the

@@ -47,7 +47,8 @@ enum class OpenStatus {
   kMissing,
   kFolder,
   kNotRegular,   // a FIFO, a socket, a device or a refused link stands there
-  kUnavailable,  // it could not be opened (rights, descriptors, input/output)
+  kDenied,       // it may not be opened (rights), and will not be later
+  kUnavailable,  // something is short for the moment: descriptors, memory, or the disk fails
 };
 
 struct OpenedFile {
@@ -62,7 +63,7 @@ struct OpenedFile {
 OpenedFile OpenRegularFile(const std::string& path, FileAccess access, Links links);
 
 // Reads the whole file, through a link too. text is as it was unless the answer is kOpened; a file
-// that cannot be read, or is larger than kMaximumFileSize, is kUnavailable.
+// that was opened and cannot be read, or is larger than kMaximumFileSize, is kUnavailable.
 OpenStatus ReadRegularFile(const std::string& path, std::string& text);
 
 // Takes the open file for this process alone, until the descriptor is closed. False when another

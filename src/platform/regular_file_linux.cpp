@@ -46,8 +46,13 @@ OpenStatus StatusOf(int error) {
     case ENXIO:  // a socket, a FIFO without a reader, a device without a driver
     case ENODEV:
       return OpenStatus::kNotRegular;
-    default:
+    case EMFILE:
+    case ENFILE:
+    case ENOMEM:
+    case EIO:
       return OpenStatus::kUnavailable;
+    default:
+      return OpenStatus::kDenied;
   }
 }
 

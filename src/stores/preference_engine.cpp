@@ -26,10 +26,11 @@ void PrefsWriter::Load(const std::string& path) {
   if (path.empty()) throw std::runtime_error("Prefs file unable to lock file for reading!");
   ExpatDOMBuilder builder;
   const bool parsed = builder.Init() && builder.ParseFile(path, false);
-  isUnreadable_ =
-      builder.LastRead() == ReadStatus::kUnreadable || builder.LastRead() == ReadStatus::kFolder;
+  const ReadStatus status = builder.LastRead();
+  isUnreadable_ = status == ReadStatus::kUnreadable;
+  isUnknown_ = !parsed && status != ReadStatus::kMissing && status != ReadStatus::kDamaged;
   if (!parsed) {
-    if (builder.LastRead() == ReadStatus::kDamaged && !readWithoutLock_) kxl::DeleteFile(path);
+    if (status == ReadStatus::kDamaged && !readWithoutLock_) kxl::DeleteFile(path);
     return;
   }
   document_ = builder.Document();
@@ -44,6 +45,7 @@ void PrefsWriter::Load(const std::string& path) {
 bool PrefsWriter::Lock() { return policy_ == nullptr || policy_->IsLocked() || policy_->Lock(); }
 
 bool PrefsWriter::ReloadIfChanged() {
+  isUnreadable_ = false;
   if (!Lock()) return false;
   kxl::ModificationStamp stamp;
   const bool exists = kxl::GetModificationStamp(path_, stamp);
@@ -80,14 +82,14 @@ bool PrefsWriter::SetText(std::string_view key, std::string_view text) {
 
 bool PrefsWriter::ReplaceElement(const XMLNodePointer& element) {
   const ScopedLock lock(policy_);
-  if (!lock.IsHeld()) return false;
+  if (!lock.IsHeld() || !ReadsBackUnchanged(*element)) return false;
   root_->RemoveChildrenIf(NameIs(element->GetName()));
   root_->AddChild(element);
   return Write();
 }
 
 bool PrefsWriter::Write() {
-  if (isUnreadable_ || !ReadsBack(*document_)) return false;
+  if (isUnknown_ || !ReadsBack(*document_)) return false;
   kxl::ESDofstream file(path_, "wb", std::ios::out | std::ios::trunc | std::ios::binary);
   if (!file.IsOpen()) return false;
   WriteNode(file.Stream(), *document_);

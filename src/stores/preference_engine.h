@@ -40,17 +40,17 @@ class PrefsWriter {
 
   // Reads the file at path. A missing or damaged one leaves an empty document; under a lock, a
   // damaged one is removed (without one, a writer may be in the middle of it). One that cannot be
-  // read does so too, but is never written: it may hold anything. Throws std::runtime_error "Prefs
-  // file unable to lock file for reading!" for an empty path.
+  // opened or read does so too, but is never written or removed: it may hold anything. Throws
+  // std::runtime_error "Prefs file unable to lock file for reading!" for an empty path.
   void Load(const std::string& path);
 
   // Takes the lock and keeps it, and reads the file again when it was changed or removed, or was
-  // read without the lock before. False, without the lock, when that was not to be had or the file
-  // cannot be read; Release lets it go.
+  // read without the lock before; Release lets it go. False, without the lock, when that was not to
+  // be had, or when the file was opened and then could not be read, which IsUnreadable tells. A
+  // file that cannot be opened counts as one that is not there.
   bool ReloadIfChanged();
+  bool IsUnreadable() const { return isUnreadable_; }
   bool Release();
-  // The first half of it: takes the lock, unless it is held, and keeps it.
-  bool Lock();
 
   // The text of a setting, empty when it is missing. False when the lock was not to be had.
   bool GetText(std::string_view key, std::string& text) const;
@@ -59,11 +59,13 @@ class PrefsWriter {
 
   // The element of a map setting, null when it is missing.
   bool GetElement(std::string_view key, XMLNodePointer& element) const;
-  // Replaces the element of that name and writes the file.
+  // Replaces the element of that name and writes the file. False also for one that would read back
+  // as another.
   bool ReplaceElement(const XMLNodePointer& element);
 
  private:
   void Empty();
+  bool Lock();
   bool Write();
 
   XMLNodePointer document_;
@@ -73,7 +75,8 @@ class PrefsWriter {
   LockPolicyInterface* policy_ = nullptr;
   kxl::ModificationStamp stamp_;  // zero: nothing was read
   bool readWithoutLock_ = false;
-  bool isUnreadable_ = false;
+  bool isUnreadable_ = false;  // the last reload has failed for the file's sake
+  bool isUnknown_ = false;     // there is a file, and nobody knows what it holds
 };
 
 bool ParseValue(std::string_view text, bool& value);

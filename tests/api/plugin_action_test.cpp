@@ -1,4 +1,7 @@
 #include <kxl/kxl.h>
+#include <sys/syscall.h>
+
+#include <cerrno>
 
 #include "esd/resource_locker.h"
 #include "support/host.h"
@@ -10,6 +13,13 @@ using namespace kxl_test;
 
 int Act(const std::optional<std::string>& id) {
   return CallsInHost({{"DoPluginAction", id}}).at(0);
+}
+
+// Preferences that were opened and cannot be read end it, and well.
+int ActOnAFailingDisk(const Link& /*parent*/, const Arguments& /*arguments*/) {
+  KXLIsUpdateCheckEnabled();  // reads what else there is to read
+  FailSystemCall(SYS_read, EIO);
+  return KXLDoPluginAction("a");
 }
 
 // The order of the checks is part of the interface: each case meets all the later ones as well.
@@ -30,8 +40,10 @@ TEST(PluginAction, ChecksInOrder) {
     EXPECT_EQ(Act(id), ESD_ERR_INVALIDDATA);
   }
   EXPECT_EQ(Count(ReadLog(LibraryLog()), "App ID must be less than 256 characters."), 1U);
-  EXPECT_EQ(Act("a"), ESD_ERR_OK) << "preferences that cannot be read end it, and well";
+  EXPECT_EQ(Act("a"), ESD_ERR_NOTREGISTERED) << "preferences that cannot be opened are none";
   fs::remove(PrefsPath());
+  WriteSettings("");
+  EXPECT_EQ(ChildProcess(ActOnAFailingDisk, {}, WithAccounts()).Exit(), ESD_ERR_OK);
   EXPECT_EQ(Act("a"), ESD_ERR_NOTREGISTERED);
   EXPECT_EQ(CallsInHost({{"RegisterApplication", "a", "A", "/a"}, {"DoPluginAction", "a"}}),
             (std::vector{ESD_ERR_OK + 0, ESD_ERR_KX + 0}));

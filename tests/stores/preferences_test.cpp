@@ -91,8 +91,9 @@ TEST(Preferences, OnlyTheLocksHolderRemovesADamagedFile) {
   EXPECT_TRUE(prefs.ReloadIfChanged() && prefs.Release());
   EXPECT_FALSE(fs::exists(PrefsPath()));
   fs::create_directory(PrefsPath());
-  EXPECT_FALSE(prefs.ReloadIfChanged() || prefs.Launch.Set("x"));
-  EXPECT_TRUE(fs::is_directory(PrefsPath()));
+  EXPECT_TRUE(prefs.ReloadIfChanged()) << "as good as none";
+  EXPECT_FALSE(prefs.Launch.Set("x"));
+  EXPECT_TRUE(prefs.Release() && fs::is_directory(PrefsPath()));
 }
 
 TEST(Preferences, AHeldLockFailsEveryOperation) {
@@ -109,14 +110,15 @@ TEST(Preferences, AHeldLockFailsEveryOperation) {
   EXPECT_THROW(esd::PrefsWriter("r").Load(""), std::runtime_error);
 }
 
-int SetWithoutTheRightToRead(const Link& /*parent*/, const Arguments& /*arguments*/) {
+int UseWithoutTheRightToRead(const Link& /*parent*/, const Arguments& /*arguments*/) {
   if (geteuid() == 0 && setuid(65534) != 0) return 2;
   KeldaUpdaterPrefs prefs;
-  return prefs.ReloadIfChanged() || prefs.Launch.Set("x") ? 1 : 0;
+  const bool hasDefaults = prefs.ReloadIfChanged() && prefs.Launch.GetOr("?").empty();
+  return hasDefaults && !prefs.Launch.Set("x") && prefs.Release() ? 0 : 1;
 }
 
 // It may hold anything, and must not be written over from nothing.
-TEST(Preferences, AnUnreadableFileIsNotWritten) {
+TEST(Preferences, AFileThatMayNotBeOpenedCountsAsNoneAndIsNotWritten) {
   WriteSettings("<Launch>Manual</Launch>");
   const std::string text = ReadFile(PrefsPath());
   KeldaUpdaterPrefs();  // makes the folders
@@ -125,7 +127,7 @@ TEST(Preferences, AnUnreadableFileIsNotWritten) {
     if (entry.is_directory()) fs::permissions(entry, fs::perms(0777));
   }
   fs::permissions(PrefsPath(), geteuid() == 0 ? fs::perms(0602) : fs::perms(0200));
-  EXPECT_EQ(ChildProcess(SetWithoutTheRightToRead, {}).Exit(), 0);
+  EXPECT_EQ(ChildProcess(UseWithoutTheRightToRead, {}).Exit(), 0);
   fs::permissions(PrefsPath(), fs::perms(0600));
   EXPECT_EQ(ReadFile(PrefsPath()), text);
 }

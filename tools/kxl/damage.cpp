@@ -110,7 +110,8 @@ void AddDocument(std::vector<Finding>& findings, const std::string& path,
     findings.push_back({Severity::kWrong, "damaged", path,
                         "it is no document within the limits, and nobody can read it",
                         "set it aside as " + path + ".damaged and begin anew", repair});
-  } else if (status == esd::ReadStatus::kUnreadable || status == esd::ReadStatus::kFolder) {
+  } else if (status != esd::ReadStatus::kParsed && status != esd::ReadStatus::kMissing &&
+             status != esd::ReadStatus::kDamaged) {
     findings.push_back({Severity::kWrong,
                         "unreadable",
                         path,

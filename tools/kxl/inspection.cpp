@@ -80,8 +80,11 @@ std::string ReadProblem(esd::ReadStatus status) {
       return "is damaged; see kxl doctor";
     case esd::ReadStatus::kFolder:
       return "is a folder";
+    case esd::ReadStatus::kDenied:
+    case esd::ReadStatus::kUnavailable:
+      return "cannot be opened";
     case esd::ReadStatus::kUnreadable:
-      return "cannot be opened or read";
+      return "cannot be read";
     case esd::ReadStatus::kMissing:
     case esd::ReadStatus::kParsed:
       break;
