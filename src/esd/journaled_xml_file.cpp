@@ -30,7 +30,9 @@ bool JournaledXMLFile::SetPath(const std::string& newPath) {
 
 bool JournaledXMLFile::Save() {
   // A document that would not parse again must not take the place of one that does.
-  if (!Document() || !esd::ReadsBack(*Document()) || !WriteJournal()) return false;
+  if (IsJournalUnknown() || !Document() || !esd::ReadsBack(*Document()) || !WriteJournal()) {
+    return false;
+  }
   // What stands under the journal's name after the exchange is the old content.
   return FileExchange(path_, journalPath_) && DiscardJournal();
 }
@@ -61,25 +63,39 @@ bool JournaledXMLFile::DiscardJournal() {
          ESDofstream(journalPath_, "wb", std::ios::out | std::ios::trunc, Links::kRefuse).IsOpen();
 }
 
-bool JournaledXMLFile::Load() {
-  if (!builder_.Init()) return false;
+JournaledXMLFile::Journal JournaledXMLFile::RestoreFromJournal() {
   if (builder_.ParseFile(journalPath_, false, Links::kRefuse)) {
     const bool inForce = !IsFolder(path_) && FileExchange(journalPath_, path_) && DiscardJournal();
     // A user who may only read cannot bring the file to the newer state; without a file the journal
     // is the state.
-    if (inForce || !PathExists(path_)) return OnLoaded(Document());
-  } else if (LastRead() == esd::ReadStatus::kUnreadable) {
-    return false;  // it may be the newer state
-  } else if (LastRead() == esd::ReadStatus::kDamaged) {
-    DeleteFile(journalPath_);
+    return inForce || !PathExists(path_) ? Journal::kRestored : Journal::kNone;
   }
+  switch (LastRead()) {
+    case esd::ReadStatus::kMissing:
+    case esd::ReadStatus::kFolder:
+      return Journal::kNone;
+    case esd::ReadStatus::kDamaged:
+      DeleteFile(journalPath_);
+      return Journal::kNone;
+    default:
+      // Its maker may have died before it got its mode, which is before anything was written.
+      return IsEmptyFile(journalPath_) && DeleteFile(journalPath_) ? Journal::kNone
+                                                                   : Journal::kUnknown;
+  }
+}
+
+bool JournaledXMLFile::Load() {
+  if (!builder_.Init()) return false;
+  journal_ = RestoreFromJournal();
+  if (journal_ == Journal::kRestored) return OnLoaded(Document());
   if (LastRead() != esd::ReadStatus::kMissing && !builder_.Init()) return false;
   if (!builder_.ParseFile(path_, false) && LastRead() != esd::ReadStatus::kMissing) return false;
   return OnLoaded(Document());
 }
 
 bool JournaledXMLFile::Remove() {
-  if (!DeleteFile(journalPath_) || !DeleteFile(path_)) return false;
+  if (IsJournalUnknown()) return false;
+  if (!(DeleteFile(journalPath_) || IsFolder(journalPath_)) || !DeleteFile(path_)) return false;
   builder_.Reset();
   return true;
 }
@@ -120,7 +136,7 @@ bool JournaledXMLLockedFile::Recover() {
   const FileLock lock(*this);
   if (!lock.IsHeld()) return false;
   if (Load()) return true;
-  if (LastRead() != esd::ReadStatus::kDamaged) return false;
+  if (LastRead() != esd::ReadStatus::kDamaged || IsJournalUnknown()) return false;
   const std::string aside = Path() + ".damaged";
   return std::rename(Path().c_str(), aside.c_str()) == 0 && Remove();
 }

@@ -4,8 +4,11 @@
 // path, synced to disk and then exchanged with the real file; the journal, which now holds the old
 // content, is deleted. Whoever reads finds the old state or the new one. A journal that is found at
 // loading was left by a process that died: a complete one was being exchanged and wins, a torn one
-// is discarded. Atomic by the exchange of names; durable in that the new content is on the disk
-// before its name is (the folder itself is not synced: a power cut may bring the old state back).
+// (an empty one too, whoever may open it) is discarded. One that cannot be opened or read may be
+// the newer state: the file is read as it is then, and neither written nor removed until that
+// journal has gone or can be read. A folder of the journal's name is left, and counts as none.
+// Atomic by the exchange of names; durable in that the new content is on the disk before its name
+// is (the folder itself is not synced: a power cut may bring the old state back).
 #ifndef KXL_ESD_JOURNALED_XML_FILE_H
 #define KXL_ESD_JOURNALED_XML_FILE_H
 
@@ -34,8 +37,8 @@ class JournaledXMLFile {
   bool SetPath(const std::string& newPath);
 
   // Writes the document. False leaves the file as it was (also for a document that would not read
-  // back); its new content may then still come into force at the next Load, when only the exchange
-  // of names has failed.
+  // back, and beside a journal that the last Load could not read); its new content may then still
+  // come into force at the next Load, when only the exchange of names has failed.
   virtual bool Save();
 
   // Reads the file, or a journal in its place, and hands the document to OnLoaded. A missing file
@@ -44,7 +47,7 @@ class JournaledXMLFile {
   virtual bool Load();
 
   // Deletes journal and file and drops the document. False, with the file left, when either cannot
-  // be deleted.
+  // be deleted, or the last Load has met a journal that it could not read.
   virtual bool Remove();
 
  protected:
@@ -57,14 +60,18 @@ class JournaledXMLFile {
 
   const esd::XMLNodePointer& Document() const { return builder_.Document(); }
   esd::ReadStatus LastRead() const { return builder_.LastRead(); }
+  bool IsJournalUnknown() const { return journal_ == Journal::kUnknown; }
 
  private:
+  enum class Journal { kNone, kRestored, kUnknown };
+  Journal RestoreFromJournal();
   bool WriteJournal();
   bool DiscardJournal();
 
   esd::ExpatDOMBuilder builder_;
   std::string path_;
   std::string journalPath_;
+  Journal journal_ = Journal::kNone;  // what the last Load has met
 };
 
 // With a machine-wide lock, named like the file's path, around every operation. An operation inside
@@ -85,7 +92,8 @@ class JournaledXMLLockedFile : public JournaledXMLFile {
   // Makes a file usable again with which an operation has failed. A file that loads is left as it
   // is. One that was read and is damaged is set aside as path + ".damaged" (an older one of that
   // name is replaced), and the file begins anew. False, with everything left as it is, when the
-  // lock is not to be had, when the file cannot be opened or read, and when setting aside fails.
+  // lock is not to be had, when the file or its journal cannot be opened or read, and when setting
+  // aside fails.
   bool Recover();
 
  private:

@@ -20,6 +20,7 @@ inline constexpr mode_t kSharedFileMode = 0664;
 bool PathExists(const std::string& path);
 bool IsFolder(const std::string& path);
 bool IsLink(const std::string& path);
+bool IsEmptyFile(const std::string& path);  // a link is none
 
 // The object's mode; a link counts as what it points to.
 bool GetMode(const std::string& path, mode_t& mode);

@@ -53,6 +53,11 @@ bool IsLink(const std::string& path) {
   return lstat(path.c_str(), &info) == 0 && S_ISLNK(info.st_mode);
 }
 
+bool IsEmptyFile(const std::string& path) {
+  struct stat info;
+  return lstat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) && info.st_size == 0;
+}
+
 bool GetMode(const std::string& path, mode_t& mode) {
   struct stat info;
   if (stat(path.c_str(), &info) != 0) return false;

@@ -90,11 +90,11 @@ TEST_F(JournaledXMLFileTest, AJournalThatIsNoFileIsNotFollowed) {
   // A folder there is no state of the file, and stands in the way of a save only.
   fs::create_directory(journal_);
   EXPECT_EQ(file_.Read(), "new");
-  EXPECT_FALSE(file_.Write("newer") || file_.Remove());
+  EXPECT_FALSE(file_.Write("newer"));
   EXPECT_EQ(ReadFile(path_), FileText("new"));
-  fs::remove(journal_);
+  EXPECT_TRUE(file_.Remove());
+  EXPECT_TRUE(fs::remove(journal_)) << "it was left";
   // And one in the file's place is not exchanged for a journal.
-  fs::remove(path_);
   fs::create_directory(path_);
   WriteFile(journal_, FileText("journal"));
   EXPECT_FALSE(file_.Load());
@@ -172,19 +172,32 @@ TEST_F(JournaledXMLFileTest, AJournalThatWasMadeInVainGoes) {
 }
 
 int UseAFileWithoutRights(const Link& /*parent*/, const Arguments& arguments) {
-  if (setuid(65534) != 0) return 2;
+  if (setuid(65534) != 0) return -1;
   TextFile file(arguments[0]);
-  return file.Load() || file.Write("x") || file.Recover();
+  const bool loads = file.Load();
+  return loads + 2 * file.Write("new") + 4 * file.Recover() + 8 * (loads && file.Remove());
 }
 
-TEST_F(JournaledXMLFileTest, AnUnreadableFileIsNoDamagedOne) {
+// Nobody knows what it holds; only a journal known to be empty can hold nothing.
+TEST_F(JournaledXMLFileTest, WhatMayNotBeReadIsNeitherDamagedNorReplaced) {
   if (geteuid() != 0) GTEST_SKIP() << "needs root to become somebody else";
-  WriteFile(path_, FileText("text"));
   chmod(TestFolder().c_str(), 0777);
-  chmod(path_.c_str(), 0600);
-  EXPECT_EQ(ChildProcess(UseAFileWithoutRights, {path_}).Exit(), 0);
+  const std::string text = FileText("text");
+  const std::tuple<std::string, mode_t, std::string, int> cases[] = {
+      {text, 0600, "", 0},
+      {text, 0644, FileText("newer"), 1 + 4},
+      {"<damaged", 0644, FileText("newer"), 0},
+      {text, 0666, "", 1 + 2 + 4 + 8}};
+  for (const auto& [main, mode, journal, done] : cases) {
+    WriteFile(path_, main);
+    chmod(path_.c_str(), mode);
+    if (mode != 0600) WriteFile(journal_, journal);
+    chmod(journal_.c_str(), 0600);
+    EXPECT_EQ(ChildProcess(UseAFileWithoutRights, {path_}).Exit(), done) << main;
+    EXPECT_TRUE((done & 2) != 0 || ReadFile(path_) + ReadFile(journal_) == main + journal);
+    fs::remove(journal_);
+  }
   chmod(TestFolder().c_str(), 0700);
-  EXPECT_EQ(ReadFile(path_), FileText("text"));
 }
 
 }  // namespace
