@@ -7,6 +7,7 @@
 #include "api/registration.h"
 #include "api/validation.h"
 #include "esd/number_text.h"
+#include "esd/resource_locker.h"
 #include "esd/xml_parser.h"
 #include "platform/file_system.h"
 #include "platform/folders.h"
@@ -43,20 +44,44 @@ std::int32_t NumberIn(const esd::XMLNodePointer& document) {
   return number;
 }
 
-enum class Answer { kNone, kRead, kUnreadable };
+enum class Answer { kNone, kRead, kUnavailable, kPending };
 
-// Reads the answer, which is used up by that, damaged or not. One that cannot be opened or read
-// stays for a later call: it may hold anything.
-Answer TakeAnswer(const std::string& folder, const std::string& path, std::int32_t* result) {
+// Reads the answer, which is used up by that, whatever it holds and whoever may open it: a request
+// must come to an end. Only what may be had in a moment is left for a later call.
+Answer ReadAnswer(const std::string& folder, const std::string& path, std::int32_t* result) {
+  // A link that leads nowhere is no answer.
+  if (IsLink(folder) || !PathExists(path)) return Answer::kNone;
   esd::ExpatDOMBuilder builder;
-  if (!builder.Init()) return Answer::kUnreadable;
-  if (IsLink(folder)) return Answer::kNone;
+  if (!builder.Init()) return Answer::kUnavailable;
   const bool parsed = builder.ParseFile(path, false, Links::kRefuse);
-  if (builder.LastRead() == esd::ReadStatus::kMissing) return Answer::kNone;
-  if (builder.LastRead() == esd::ReadStatus::kUnreadable) return Answer::kUnreadable;
+  switch (builder.LastRead()) {
+    case esd::ReadStatus::kMissing:
+      return Answer::kNone;
+    case esd::ReadStatus::kUnavailable:
+    case esd::ReadStatus::kUnreadable:
+      return Answer::kUnavailable;
+    default:
+      break;
+  }
   if (parsed && result != nullptr) *result = NumberIn(builder.Document());
   RemoveFileSystemObject(folder);
   return Answer::kRead;
+}
+
+// Reads the answer, or makes its folder anew when there is none, under the lock that an updater at
+// work holds: of two callers at once only one may get the answer, and none may remove the folder
+// under the request that the other has just made. Who holds the lock is such an updater, or will
+// answer in a moment: nobody waits for it.
+Answer TakeAnswer(const std::string& appId, const std::string& folder, const std::string& path,
+                  std::int32_t* result) {
+  esd::ResourceLocker lock(RequestLockName(appId), 0);
+  if (!lock.Lock()) return Answer::kPending;
+  const Answer answer = ReadAnswer(folder, path, result);
+  if (answer == Answer::kNone) {
+    RemoveFileSystemObject(folder);
+    CreateFolderTree(folder);
+  }
+  return answer;
 }
 
 std::int32_t ForkUpdater(const std::string& appId, const std::string& answerPath) {
@@ -87,16 +112,15 @@ std::int32_t IsUpdateAvailable(const char* appIdentifier, const char* appDisplay
   std::string answerPath;
   if (!folder.empty()) {
     answerPath = JoinPath(folder, std::to_string(requestNumber) + ".xml");
-    if (IsRequestPending(appIdentifier)) return ESD_ERR_NOTIFY_PENDING;
-    switch (TakeAnswer(folder, answerPath, result)) {
+    switch (TakeAnswer(appIdentifier, folder, answerPath, result)) {
       case Answer::kRead:
         return ESD_ERR_OK;
-      case Answer::kUnreadable:
+      case Answer::kUnavailable:
         return ESD_ERR_FAILURE;
+      case Answer::kPending:
+        return ESD_ERR_NOTIFY_PENDING;
       case Answer::kNone:
-        RemoveFileSystemObject(folder);
-        CreateFolderTree(folder);
-        break;
+        break;  // the lock is free again, for the updater to take
     }
   }
   return ForkUpdater(appIdentifier, answerPath);

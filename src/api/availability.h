@@ -2,7 +2,8 @@
 //
 // The updater is started with the application's identifier (notifyAppID) and the name of an answer
 // file (notifyFile): <data folder>/Data/UpdateAvailable/<identifier>/<request number>.xml. It holds
-// the lock of the identifier's lock file while it works, and writes
+// the lock of the identifier's lock file while it works, and so does a caller while it looks for
+// the answer. The updater writes
 //   <UpdateInfo><Result>1</Result></UpdateInfo>
 #ifndef KXL_API_AVAILABILITY_H
 #define KXL_API_AVAILABILITY_H

@@ -7,19 +7,6 @@
 
 namespace kxl {
 
-namespace {
-
-bool HasLockFile(const std::string& name) {
-  std::string path;
-  return LockFilePath(name, path) && PathExists(path);
-}
-
-bool IsRequestLockHeld(const std::string& name) {
-  return !esd::ResourceLocker(RequestLockName(name), 0).Lock();
-}
-
-}  // namespace
-
 bool CreateLockFile(const std::string& name) {
   std::string path;
   if (!LockFilePath(name, path)) return false;
@@ -35,11 +22,9 @@ bool RemoveLockFile(const std::string& name) {
 }
 
 bool IsLockFileBusy(const std::string& name) {
-  return !HasLockFile(name) || IsRequestLockHeld(name);
-}
-
-bool IsRequestPending(const std::string& name) {
-  return HasLockFile(name) && IsRequestLockHeld(name);
+  std::string path;
+  return !LockFilePath(name, path) || !PathExists(path) ||
+         !esd::ResourceLocker(RequestLockName(name), 0).Lock();
 }
 
 std::string RequestLockName(const std::string& name) { return "KeldaUpdater6" + name; }
