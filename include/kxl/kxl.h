@@ -139,7 +139,8 @@ KXL_API int32_t KXLUnRegisterApplication(const char* appIdentifier);
 /**
  * Answers 1 when this user may check for updates: the administrator has not switched updates off
  * and the user is an administrator. Answers 0 otherwise; a switch that cannot be read counts as not
- * set. An application hides its "check for updates" command at 0. Waits for no lock.
+ * set. An application hides its "check for updates" command at 0. Waits for no lock, other than the
+ * first call of a process.
  */
 KXL_API int32_t KXLIsUpdateCheckEnabled(void);
 
@@ -150,8 +151,9 @@ KXL_API int32_t KXLIsUpdateCheckEnabled(void);
  * @param appIdentifier, appDisplayName, appFolderPath  as in KXLRegisterApplication; a null
  *                        identifier checks for all applications, the other two are not looked at
  *                        then
- * @param appDisplayLang  "en_US" or "en-us", its first five characters; of a text that is shorter
- * or has no letter where one belongs, what stands before that place counts
+ * @param appDisplayLang  "en_US" or "en-us", its first five characters; a text that is shorter
+ *                        counts as none, and of one that has no letter where one belongs, what
+ *                        stands before that place counts
  * @param triggerType     a manual or a scheduled check
  * @param bOverrideData   true: registers name and folder first when they have changed
  *
@@ -176,8 +178,9 @@ KXL_API int32_t KXLTriggerUpdateCheck(const char* appIdentifier, const char* app
  * Asks whether an update waits for the application. The first call starts the updater and answers
  * ESD_ERR_NOTIFY_PENDING; call again with the same requestNumber, seconds later, until the answer
  * is another one. ESD_ERR_OK means that the updater has answered: *result then holds its number (0
- * when it gave none), and the answer is used up. An answer that is damaged ends the request the
- * same way and leaves *result alone; one that cannot be removed is answered again.
+ * when it gave none), and the answer is used up. An answer that is damaged, or may not be opened,
+ * ends the request the same way and leaves *result alone; one that cannot be removed is answered
+ * again.
  *
  * @param appIdentifier, appDisplayName, appFolderPath  as in KXLRegisterApplication
  * @param requestNumber  the caller's own number for this request
@@ -186,13 +189,15 @@ KXL_API int32_t KXLTriggerUpdateCheck(const char* appIdentifier, const char* app
  *
  * Other answers: ESD_ERR_KX (not installed), ESD_ERR_INVALIDDATA, ESD_ERR_NOTREGISTERED,
  * ESD_ERR_NOTENABLED (by the administrator; any user may ask), and ESD_ERR_FAILURE when the request
- * cannot be marked in the user's runtime folder, when there is an answer that may not be read now
- * (it is left for a later call), and for an identifier that cannot stand in a file name: ".", "..",
- * with a '/', or longer than 250 bytes. *result is written with ESD_ERR_OK only.
+ * cannot be marked in the user's runtime folder, when an answer cannot be read for the moment
+ * (descriptors or memory are short, the disk fails; it is left for a later call), and for an
+ * identifier that cannot stand in a file name: ".", "..", with a '/', or longer than 250 bytes.
+ * *result is written with ESD_ERR_OK only.
  *
  * One request of an application at a time: a call with another requestNumber drops an answer that
- * was not fetched. An updater that ends without an answer is started again by the next call; one
- * that was killed keeps the request pending until its lock is removed (lock files and locks are
+ * was not fetched. Of several callers at once one gets the answer, and the others
+ * ESD_ERR_NOTIFY_PENDING. An updater that ends without an answer is started again by the next call;
+ * one that was killed keeps the request pending until its lock is removed (lock files and locks are
  * told in docs/architecture.md).
  *
  * Waits with bOverrideData only, as KXLTriggerUpdateCheck does for the list of applications.
@@ -235,9 +240,10 @@ KXL_API int32_t KXLDownloadMissingComponents(const char* appIdentifier, const ch
  * Starts the updater in the background to carry out its plug-in action for a registered
  * application.
  *
- * Answers ESD_ERR_OK (also when the preferences could not be read, and nothing was started),
- * ESD_ERR_KX, ESD_ERR_INVALIDDATA, ESD_ERR_NOTREGISTERED, ESD_ERR_NOTENABLED, KXL_UPDATER_RUNNING
- * or ESD_ERR_FAILURE. Waits for the preferences' lock, 3 seconds at most, and for the list's, 2.
+ * Answers ESD_ERR_OK (also when the disk failed while the preferences were read, and nothing was
+ * started), ESD_ERR_KX, ESD_ERR_INVALIDDATA, ESD_ERR_NOTREGISTERED, ESD_ERR_NOTENABLED,
+ * KXL_UPDATER_RUNNING or ESD_ERR_FAILURE. Preferences that cannot be opened count as none. Waits
+ * for the preferences' lock, 3 seconds at most, and for the list's, 2.
  * doActionAppID is set in the caller's environment while the updater is started.
  */
 KXL_API int32_t KXLDoPluginAction(const char* appIdentifier);
@@ -252,14 +258,16 @@ KXL_API int32_t KXLDoPluginAction(const char* appIdentifier);
  * query != 0, appIdentifier null or empty: asks for the longest hold. *seconds receives what is
  *   left of it, 0 without a hold; *bufferSize, the size of the buffer appIdentifier in bytes,
  *   receives the size that its owner's identifier needs with its zero byte. The identifier is
- * copied when it fits, and the rest of the buffer filled with zeros; otherwise the buffer is left
- * alone. Without a hold *bufferSize receives 0, and a buffer of at least 1 byte an empty text.
+ *   copied when it fits, and the rest of the buffer filled with zeros; otherwise the buffer is left
+ *   alone. Without a hold *bufferSize receives 0, and a buffer of at least 1 byte an empty text.
  *
- * Every call drops the holds that have ended. Answers ESD_ERR_OK, ESD_ERR_FAILURE (the file of
- * holds cannot be found, read or written, or has a line whose time cannot be read; it is left as it
- * was), ESD_ERR_INVALIDDATA (no or no valid identifier to set, one with a tab or a line end,
- * nothing asked for, or a hold asked for without seconds) or KXL_SUPPRESS_FILE_BUSY. Waits for the
- * file's lock, 3 seconds at most, and half a second for a session bus that does not answer.
+ * Every call drops the holds that have ended. Answers ESD_ERR_OK, ESD_ERR_FAILURE (the folder of
+ * the holds can be neither found nor made, their file cannot be read or written, or it has a line
+ * whose time cannot be read; the file is left as it was), ESD_ERR_INVALIDDATA (no or no valid
+ * identifier to set, one with a tab or a line end, nothing asked for, or a hold asked for without
+ * seconds) or KXL_SUPPRESS_FILE_BUSY. A question about holds that could be read, but not written
+ * without the ended ones, fills in its answers beside ESD_ERR_FAILURE. Waits for the file's lock, 3
+ * seconds at most, and half a second for a session bus that does not answer.
  */
 KXL_API int32_t KXLSuppressUpdates(char* appIdentifier, uint32_t* bufferSize, uint32_t* seconds,
                                    int32_t query);
