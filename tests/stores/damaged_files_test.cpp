@@ -111,16 +111,18 @@ TEST(DamagedFiles, OfHoldsAreSweptOrKept) {
   });
 }
 
+// A query's lock is the same on every test's machine: no other test asks for this application.
 TEST(DamagedFiles, OfAnswersEndTheRequest) {
   const std::string folder =
-      InTestFolder("home/.local/share/Kelda/Updater6/Data/UpdateAvailable/a");
-  ForEveryDamage(folder + "/7.xml", "<UpdateInfo>\n<Result>12</Result>\n</UpdateInfo>\n",
-                 [&](const std::string& damaged) {
-                   std::int32_t number = 77;
-                   EXPECT_EQ(kxl::IsUpdateAvailable("a", "A", "/a", 7, &number, false), ESD_ERR_OK)
-                       << damaged;
-                   EXPECT_FALSE(fs::exists(folder)) << damaged;
-                 });
+      InTestFolder("home/.local/share/Kelda/Updater6/Data/UpdateAvailable/damaged");
+  ForEveryDamage(
+      folder + "/7.xml", "<UpdateInfo>\n<Result>12</Result>\n</UpdateInfo>\n",
+      [&](const std::string& damaged) {
+        std::int32_t number = 77;
+        EXPECT_EQ(kxl::IsUpdateAvailable("damaged", "A", "/a", 7, &number, false), ESD_ERR_OK)
+            << damaged;
+        EXPECT_FALSE(fs::exists(folder)) << damaged;
+      });
 }
 
 TEST(DamagedFiles, OfTheAdministratorSayWhatTheyStillSay) {
