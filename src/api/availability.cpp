@@ -21,13 +21,6 @@ namespace kxl {
 
 namespace {
 
-bool AreValid(const char* appIdentifier, const char* appDisplayName, const char* appFolderPath) {
-  return !IsNullOrEmpty(appIdentifier) && !IsNullOrEmpty(appDisplayName) &&
-         !IsLongerThan(appDisplayName, kMaximumDisplayName) && IsValidAppId(appIdentifier) &&
-         IsValidUtf8(appFolderPath) && IsValidUtf8(appDisplayName) &&
-         IsValidFolderLength(appFolderPath);
-}
-
 // The folder of the application's answers; empty when there can be none.
 std::string AnswerFolder(const std::string& appId) {
   std::string folder;
@@ -35,6 +28,7 @@ std::string AnswerFolder(const std::string& appId) {
   return JoinPath(JoinPath(folder, "UpdateAvailable"), appId);
 }
 
+// An answer without a number that can be read is still one: the updater has looked.
 std::int32_t NumberIn(const esd::XMLNodePointer& document) {
   std::int32_t number = 0;
   if (const esd::XMLNodePointer result =
@@ -84,6 +78,8 @@ Answer TakeAnswer(const std::string& appId, const std::string& folder, const std
   return answer;
 }
 
+// The lock file comes first: from the updater's first moment on other processes must see that there
+// is a request. One that could not be started takes it back, so that the next call tries again.
 std::int32_t ForkUpdater(const std::string& appId, const std::string& answerPath) {
   if (!CreateLockFile(appId)) return ESD_ERR_FAILURE;
   LogMessage(kLogNormal, Flush::kYes, "ForkUpdater.");
@@ -100,16 +96,19 @@ std::int32_t ForkUpdater(const std::string& appId, const std::string& answerPath
 std::int32_t IsUpdateAvailable(const char* appIdentifier, const char* appDisplayName,
                                const char* appFolderPath, std::uint32_t requestNumber,
                                std::int32_t* result, bool bOverrideData) {
+  // Asking is for every user, not only for administrators, so this is not the gate of the others.
   bool enabled = true;
   IsUpdateEnabledByAdmin(enabled);
   if (!enabled) return ESD_ERR_NOTENABLED;
-  if (!AreValid(appIdentifier, appDisplayName, appFolderPath)) return ESD_ERR_INVALIDDATA;
+  if (!IsValidApplication(appIdentifier, appDisplayName, appFolderPath)) {
+    return ESD_ERR_INVALIDDATA;
+  }
   if (bOverrideData) {
     const std::int32_t code = RefreshRegistration(appIdentifier, appDisplayName, appFolderPath);
     if (code != ESD_ERR_OK) return code;
   }
   const std::string folder = AnswerFolder(appIdentifier);
-  std::string answerPath;
+  std::string answerPath;  // empty, the updater is started all the same, and has nobody to answer
   if (!folder.empty()) {
     answerPath = JoinPath(folder, std::to_string(requestNumber) + ".xml");
     switch (TakeAnswer(appIdentifier, folder, answerPath, result)) {

@@ -14,6 +14,8 @@ namespace kxl {
 namespace {
 
 void ConfigureLog(RequestPreferences& preferences) {
+  // What counts when the preferences are locked or cannot be read: a trace that is missing when
+  // something is wrong would be missing when it is needed.
   std::string path;
   std::int32_t level = kLogNormal;
   preferences.Use([&](KeldaUpdaterPrefs& settings) {
@@ -29,6 +31,8 @@ void ConfigureLog(RequestPreferences& preferences) {
   LogValue(kLogNormal, Flush::kYes, "Vista IE Protected Mode:", "No");
 }
 
+// Later calls ask the flag alone. The first ones of several threads wait for the one that is at it:
+// a message of theirs that came before would find the log closed and turn it off for good.
 std::mutex configuring;
 std::atomic<bool> isConfigured = false;
 RequestPreferences::State stateThen = RequestPreferences::State::kUsable;  // what it met then
@@ -72,6 +76,8 @@ void TraceBoolean(std::string_view name, bool value) {
   LogValue(kLogNormal, Flush::kYes, name, value ? "= true" : "= false");
 }
 
+// The last line of a call is not worth a write of its own; the next call's first line takes it
+// along.
 void TraceResult(std::int32_t code) {
   if (!TraceLog::Wants(kLogNormal)) return;
   LogValue(kLogNormal, Flush::kNo, "return code", ResultCodeText(code, "%0(%1)"));

@@ -3,8 +3,9 @@
 #ifndef KXL_API_ENTRY_FRAME_H
 #define KXL_API_ENTRY_FRAME_H
 
+#include <kxl/kxl.h>
+
 #include <cstdint>
-#include <initializer_list>
 #include <string_view>
 
 #include "api/request_preferences.h"
@@ -46,8 +47,7 @@ void GuardEntry(Result& result, Body body) noexcept {
 // the code and is given the request's preferences.
 template <typename Trace, typename Handler>
 std::int32_t TracedRequest(std::string_view function, Trace trace, Handler handler) noexcept {
-  constexpr std::int32_t kFailure = 1;
-  std::int32_t code = kFailure;
+  std::int32_t code = ESD_ERR_FAILURE;
   GuardEntry(code, [&](std::int32_t& result) {
     RequestPreferences preferences;
     EnsureLogConfigured(preferences);

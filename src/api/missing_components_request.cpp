@@ -34,10 +34,13 @@ std::int32_t AddAll(KeldaUpdaterMissingCompsManager& list, ComponentRequest requ
     if (result == AddResult::kAdded) allListed = false;
   }
   if (result == AddResult::kFailed) return ESD_ERR_FAILURE;
-  return result == AddResult::kListed && allListed ? KXL_ALL_LISTED + 0 : ESD_ERR_OK + 0;
+  if (result == AddResult::kListed && allListed) return KXL_ALL_LISTED;
+  return ESD_ERR_OK;
 }
 
-// False when there is no updater to tell.
+// False when there is no updater to tell. One that runs may have read the list already, so it is
+// told to read it again; raising and telling it share one time limit, so that a bus that hangs
+// costs no more than one wait.
 bool TellUpdater(const std::string& language) {
   std::string bundle;
   if (!GetUpdaterBundlePath(bundle) || !PathExists(bundle)) return false;
@@ -68,6 +71,7 @@ std::int32_t DownloadMissingComponentsRequest(const char* appIdentifier, const c
       IsLongerThan(appDisplayName, kMaximumDisplayName) || IsNullOrEmpty(appFolderPath)) {
     return ESD_ERR_INVALIDDATA;
   }
+  // Between the two groups of tests, since it may trace a refusal of its own.
   const std::string language = NormaliseLocaleCode(appDisplayLang);
   if (!IsValidAppId(appIdentifier) || !IsValidUtf8(appFolderPath) || !IsValidUtf8(appDisplayName) ||
       !IsValid(components)) {
@@ -82,6 +86,7 @@ std::int32_t DownloadMissingComponentsRequest(const char* appIdentifier, const c
                                     nullptr,       nullptr,        nullptr};
   const std::int32_t code = AddAll(list, request, *components);
   LogValue(kLogNormal, Flush::kYes, "MissingMedia Path", list.Path());
+  // What was listed before a component failed stays, and is fetched with the next request.
   if (code == ESD_ERR_FAILURE) return code;
   return TellUpdater(language) ? code : ESD_ERR_KX;
 }

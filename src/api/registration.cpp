@@ -21,15 +21,6 @@ namespace {
 
 void Trace(const std::string& text) { LogMessage(kLogNormal, Flush::kYes, text); }
 
-bool AreValid(const char* appIdentifier, const char* appDisplayName, const char* appFolderPath) {
-  if (IsNullOrEmpty(appIdentifier) || IsNullOrEmpty(appDisplayName) ||
-      IsNullOrEmpty(appFolderPath) || IsLongerThan(appDisplayName, kMaximumDisplayName)) {
-    return false;
-  }
-  return IsValidAppId(appIdentifier) && IsValidUtf8(appFolderPath) && IsValidUtf8(appDisplayName) &&
-         IsValidFolderLength(appFolderPath);
-}
-
 // Registers, and once more after a recovery where the list stood in the way: registering must not
 // fail for ever because somebody else has damaged the list.
 RegisterResult RegisterInList(const KeldaUpdaterRegisteredApp& app) {
@@ -44,8 +35,10 @@ RegisterResult RegisterInList(const KeldaUpdaterRegisteredApp& app) {
   return result;
 }
 
+// What the updater has remembered for the application; nobody else would ever remove it.
 void RemoveSettings(const std::string& appId) {
   std::string folder;
+  // An identifier may hold a '/' or be "..", and must lead nowhere else.
   if (IsPathComponent(appId) && GetDataSubfolder(folder)) {
     RemoveFileSystemObject(JoinPath(folder, appId + ".aup.xml"));
   }
@@ -72,7 +65,11 @@ bool IsRegisteredAs(const char* appIdentifier, const char* appDisplayName,
 
 std::int32_t RegisterApplication(const char* appIdentifier, const char* appDisplayName,
                                  const char* appFolderPath) {
-  if (!AreValid(appIdentifier, appDisplayName, appFolderPath)) return ESD_ERR_INVALIDDATA;
+  // A missing folder is refused without a line in the trace, unlike one that is too long.
+  if (IsNullOrEmpty(appFolderPath) ||
+      !IsValidApplication(appIdentifier, appDisplayName, appFolderPath)) {
+    return ESD_ERR_INVALIDDATA;
+  }
   if (!IsUserAdmin()) return ESD_ERR_REGISTRATIONFAILED;
   KeldaUpdaterRegisteredApp app{std::string_view(appIdentifier)};
   app.SetDisplayName(appDisplayName);
@@ -107,6 +104,7 @@ std::int32_t UnRegisterApplication(const char* appIdentifier) {
       break;
   }
   RemoveSettings(appIdentifier);
+  // A list that cannot be read any more is no reason to keep the updater from looking.
   std::vector<KeldaUpdaterRegisteredApp> apps;
   if (!list.GetRegisteredApps(apps) || apps.empty()) LetUpdaterTidyUp();
   return ESD_ERR_OK;
@@ -117,6 +115,8 @@ std::int32_t RefreshRegistration(const char* appIdentifier, const char* appDispl
   if (appIdentifier == nullptr || appFolderPath == nullptr) return ESD_ERR_INVALIDDATA;
   if (IsRegisteredAs(appIdentifier, appDisplayName, appFolderPath)) return ESD_ERR_OK;
   const char* name = appDisplayName == nullptr ? appIdentifier : appDisplayName;
+  // Somebody who has registered the same meanwhile makes this a failure too: hosts that ask with
+  // bOverrideData know one code for all of them.
   return RegisterApplication(appIdentifier, name, appFolderPath) == ESD_ERR_OK
              ? ESD_ERR_OK
              : ESD_ERR_NOTREGISTERED;

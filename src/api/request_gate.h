@@ -1,4 +1,5 @@
-// The gate before every request that sets the updater to work.
+// The gate before update checks, missing components and plug-in actions. Asking whether an update
+// waits is open to every user, and asks the administrator's switch alone.
 #ifndef KXL_API_REQUEST_GATE_H
 #define KXL_API_REQUEST_GATE_H
 

@@ -23,7 +23,10 @@ constexpr char kDateCharacters[] =
 
 void Trace(const char* text) { LogMessage(kLogNormal, Flush::kYes, text); }
 
-bool AreValid(const char* appIdentifier, const char* appDisplayName, const char* appFolderPath) {
+// The same demands as of a registration, but in an order of their own, which the trace of a refused
+// identifier shows, and without a line for the folder.
+bool IsValidTrigger(const char* appIdentifier, const char* appDisplayName,
+                    const char* appFolderPath) {
   return !IsNullOrEmpty(appFolderPath) && !IsLongerThan(appFolderPath, kMaximumFolderPath) &&
          IsValidUtf8(appFolderPath) && !IsNullOrEmpty(appIdentifier) &&
          IsValidAppId(appIdentifier) && !IsNullOrEmpty(appDisplayName) &&
@@ -102,7 +105,7 @@ std::int32_t TriggerUpdateCheck(RequestPreferences& preferences, const char* app
   if (!IsRequestAllowed()) return ESD_ERR_NOTENABLED;
   const std::string language = NormaliseLocaleCode(appDisplayLang);
   if (appIdentifier != nullptr) {
-    if (!AreValid(appIdentifier, appDisplayName, appFolderPath)) return ESD_ERR_INVALIDDATA;
+    if (!IsValidTrigger(appIdentifier, appDisplayName, appFolderPath)) return ESD_ERR_INVALIDDATA;
     if (bOverrideData) {
       const std::int32_t code = RefreshRegistration(appIdentifier, appDisplayName, appFolderPath);
       if (code != ESD_ERR_OK) return code;

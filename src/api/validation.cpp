@@ -70,6 +70,14 @@ bool IsValidFolderLength(const char* text) {
   return false;
 }
 
+bool IsValidApplication(const char* appIdentifier, const char* appDisplayName,
+                        const char* appFolderPath) {
+  return !IsNullOrEmpty(appIdentifier) && !IsNullOrEmpty(appDisplayName) &&
+         !IsLongerThan(appDisplayName, kMaximumDisplayName) && IsValidAppId(appIdentifier) &&
+         IsValidUtf8(appFolderPath) && IsValidUtf8(appDisplayName) &&
+         IsValidFolderLength(appFolderPath);
+}
+
 bool IsValidUtf8(const char* text) {
   if (text == nullptr) return true;
   const auto* bytes = reinterpret_cast<const unsigned char*>(text);

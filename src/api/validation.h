@@ -22,6 +22,11 @@ bool IsValidAppId(const char* text);
 // 1 to kMaximumFolderPath bytes. A refusal is traced, that of null too.
 bool IsValidFolderLength(const char* text);
 
+// What registering and asking for updates demand of the three texts; each refusal of an identifier
+// or a folder's length is traced, and which one of several comes first is seen there.
+bool IsValidApplication(const char* appIdentifier, const char* appDisplayName,
+                        const char* appFolderPath);
+
 // Well-formed UTF-8, without over-long forms and without the code points that are no characters
 // (U+FDD0 to U+FDEF, and U+xxFFFE and U+xxFFFF in every plane). Surrogates and code points up to
 // 0x1FFFFF pass. Null counts as well formed.

@@ -35,7 +35,8 @@ void SetDataFolderOverride(const std::string& path);
 // <data folder>/Data, made if missing: answers and per-application settings.
 bool GetDataSubfolder(std::string& out);
 
-// Where a request may move the list of missing components to: the data folder.
+// Where a request that may not write the data folder would move the list of missing components to.
+// No process of Linux is restricted that way, so it is the data folder.
 bool GetMissingComponentsFolder(std::string& out);
 
 // <user's temporary items>/Kelda/Updater6/<name>. Makes only the temporary folder itself; empty

@@ -19,6 +19,7 @@ bool CreateLockFile(const std::string& name);
 // True when the file is gone, or was not there.
 bool RemoveLockFile(const std::string& name);
 
+// For the updater's side; a query takes the lock itself.
 // Whether the lock is held. True also without a lock file: nothing tells then that its writer has
 // finished. Tries once; a held lock costs a millisecond.
 bool IsLockFileBusy(const std::string& name);

@@ -121,12 +121,15 @@ class KeldaUpdaterMissingCompsManager : public RecordList {
   AddResult Add(const KeldaUpdaterMissingCompsApp& app);
 
   // Lists the component under the application's first record, which is made when there is none and
-  // brought up to date when its name, path or operation type differ. kFailed for absent texts, an
-  // empty identifier, name or path, and a version that does not parse.
+  // brought up to date when its name, path or operation type differ, also where the component is
+  // listed already (HasComponent with wildcards). kFailed for absent texts, an empty identifier,
+  // display name or path, a version that does not parse, what no attribute can carry, and a list
+  // that cannot be locked, read or written.
   AddResult AddMissingComponent(const ComponentRequest& request);
 
-  // Takes components off the application's records, by their name, category and version, and
-  // records off the list that lack nothing any more.
+  // Takes components off the application's records, those whose attributes are all the same as one
+  // of the given ones', and then its records that lack nothing any more. True also when there was
+  // none; false when the list cannot be locked, read or written.
   bool RemoveComponents(const std::string& appId,
                         const std::vector<KeldaUpdaterAMissingComponent>& components);
 

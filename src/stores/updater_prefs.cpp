@@ -29,8 +29,11 @@ KeldaUpdaterPrefs::KeldaUpdaterPrefs()
       logFile(*this, "logFile", UpdaterLogPath()),
       logFileLib(*this, "logFileLib", LibraryLogPath()),
       logLevel(*this, "logLevel", DefaultLogLevel()),
-      lock_(PrefsPath(), kLockWait) {
-  Load(PrefsPath());
+      path_(PrefsPath()),
+      lock_(path_, kLockWait) {
+  // Before there is a lock policy: settings are there to be read even while somebody holds the
+  // lock.
+  Load(path_);
   // Read before the lock counts, which a request waits for once only.
   const std::string downloads = DownloadDir.GetOr({});
   if (!downloads.empty() && DownloadDir.IsDefault(downloads) && !PathExists(downloads)) {

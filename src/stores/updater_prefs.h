@@ -42,6 +42,7 @@ class KeldaUpdaterPrefs : public esd::PrefsWriter {
   esd::BasicPref<std::int32_t> logLevel;   // by default the level that is in force
 
  private:
+  const std::string path_;  // known only after the install folder has made the folders above it
   esd::ResourceLocker lock_;
 };
 
