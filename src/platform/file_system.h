@@ -48,7 +48,8 @@ bool CreateFolderTree(const std::string& path, bool* created = nullptr);
 bool DeleteFile(const std::string& path);
 
 // Removes a file, a link, or a folder with all that is in it; true also when there is nothing. A
-// file is kept (false) when the caller owns it, or is in its group, without the right to write it.
+// file is kept (false) when the caller owns it, or is in its group, and its mode lets him write it
+// neither as its owner, nor as one of its group, nor as anybody.
 bool RemoveFileSystemObject(const std::string& path);
 
 // Removes a folder: with its contents, or only when it is empty. False when it is no folder; true

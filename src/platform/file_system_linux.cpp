@@ -105,12 +105,13 @@ bool RemoveFileSystemObject(const std::string& path) {
   struct stat info;
   if (lstat(path.c_str(), &info) != 0) return errno == ENOENT || errno == ENOTDIR;
   if (S_ISDIR(info.st_mode)) return DeleteFolder(path, Contents::kDelete);
-  // Only the rights that count for this user are looked at, an owner's before his group's.
-  if (geteuid() == info.st_uid) {
-    if ((info.st_mode & S_IWUSR) == 0) return false;
-  } else if (getegid() == info.st_gid && (info.st_mode & S_IWGRP) == 0) {
-    return false;
-  }
+  // Each test stands on its own: what the owner may not do, his group still may.
+  const bool isOwner = geteuid() == info.st_uid;
+  const bool isInGroup = getegid() == info.st_gid || group_member(info.st_gid) != 0;
+  const bool mayWrite = (isOwner && (info.st_mode & S_IWUSR) != 0) ||
+                        (isInGroup && (info.st_mode & S_IWGRP) != 0) ||
+                        (info.st_mode & S_IWOTH) != 0;
+  if ((isOwner || isInGroup) && !mayWrite) return false;
   return std::remove(path.c_str()) == 0;
 }
 

@@ -1,6 +1,8 @@
 #include "platform/file_system.h"
 
+#include <grp.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "support/test_folder.h"
 
@@ -56,12 +58,36 @@ TEST(FileSystem, RemovalStaysInsideItsPlace) {
   EXPECT_EQ(ReadFile(InTestFolder("outside/precious")), "kept");
 }
 
-TEST(FileSystem, KeepsAFileThatItsOwnerMayNotWrite) {
-  const std::string path = InTestFolder("readonly");
-  WriteFile(path, "kept");
-  chmod(path.c_str(), 0466);
-  EXPECT_FALSE(kxl::RemoveFileSystemObject(path));
-  EXPECT_TRUE(fs::exists(path));
+// Tells of each file whether the ordinary user, who is in the group 5000 too, could remove it.
+int RemoveAsAUser(const Link& parent, const Arguments& files) {
+  const gid_t group = 5000;
+  if (setgroups(1, &group) != 0 || setgid(2000) != 0 || setuid(2000) != 0) return 1;
+  for (const std::string& file : files) parent.Write(kxl::RemoveFileSystemObject(file) ? "y" : "n");
+  return 0;
+}
+
+TEST(FileSystem, RemovesWhatTheCallerMayWrite) {
+  const std::string own = InTestFolder("own");
+  WriteFile(own, "kept");
+  chmod(own.c_str(), 0444);
+  EXPECT_FALSE(kxl::RemoveFileSystemObject(own));
+  if (geteuid() != 0) GTEST_SKIP() << "needs root to become another user";
+  const std::tuple<uid_t, gid_t, mode_t, char> cases[] = {
+      {2000, 2000, 0644, 'y'}, {2000, 5000, 0464, 'y'}, {2000, 2000, 0446, 'y'},
+      {2000, 5000, 0444, 'n'}, {2001, 5000, 0664, 'y'}, {2001, 5000, 0644, 'n'},
+      {2001, 5000, 0646, 'y'}, {2001, 2000, 0644, 'n'}, {2001, 2001, 0644, 'y'}};
+  chmod(TestFolder().c_str(), 0777);
+  Arguments files;
+  std::string expected;
+  for (const auto& [user, group, mode, removed] : cases) {
+    files.push_back(InTestFolder(std::to_string(files.size())));
+    WriteFile(files.back(), "");
+    ASSERT_EQ(chown(files.back().c_str(), user, group), 0);
+    chmod(files.back().c_str(), mode);
+    expected += removed;
+  }
+  EXPECT_EQ(ChildProcess(RemoveAsAUser, files).ReadAll(), expected);
+  chmod(TestFolder().c_str(), 0700);
 }
 
 }  // namespace
