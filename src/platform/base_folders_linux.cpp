@@ -98,23 +98,6 @@ std::string ChosenFolder(std::string_view key, std::string_view belowHome) {
   return chosen.empty() ? UserFolder({}, belowHome) : chosen;
 }
 
-bool MakePrivateFolder(const std::string& path) {
-  if (mkdir(path.c_str(), S_IRWXU) != 0) return errno == EEXIST && IsFolder(path);
-  return chmod(path.c_str(), S_IRWXU) == 0;  // whatever the umask took away
-}
-
-bool MakePrivateFolders(const std::string& path) {
-  std::vector<std::string> missing;
-  for (std::string folder = path; !IsFolder(folder); folder = ParentPath(folder)) {
-    missing.push_back(folder);
-    if (ParentPath(folder) == folder) return false;
-  }
-  for (; !missing.empty(); missing.pop_back()) {
-    if (!MakePrivateFolder(missing.back())) return false;
-  }
-  return true;
-}
-
 bool IsOwnFolder(const std::string& path, mode_t forbidden) {
   struct stat info;
   return lstat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode) && info.st_uid == geteuid() &&
@@ -127,7 +110,8 @@ bool FindLocalTemporaryItems(std::string& out, IfMissing ifMissing) {
   const std::string parent = MachinePath("tmp");
   if (parent.empty()) return false;
   const std::string path = JoinPath(parent, "kxl-").append(std::to_string(geteuid()));
-  if (ifMissing == IfMissing::kCreate && !(CreateFolderTree(parent) && MakePrivateFolder(path))) {
+  if (ifMissing == IfMissing::kCreate &&
+      !(CreateFolderTree(parent) && CreatePrivateFolderTree(path))) {
     return false;
   }
   if (!IsOwnFolder(path, S_IRWXG | S_IRWXO)) return false;
@@ -137,7 +121,7 @@ bool FindLocalTemporaryItems(std::string& out, IfMissing ifMissing) {
 
 bool FindUserFolder(const std::string& path, std::string& out, IfMissing ifMissing) {
   if (path.empty()) return false;
-  if (!IsFolder(path) && !(ifMissing == IfMissing::kCreate && MakePrivateFolders(path))) {
+  if (!IsFolder(path) && !(ifMissing == IfMissing::kCreate && CreatePrivateFolderTree(path))) {
     return false;
   }
   out = path;

@@ -69,8 +69,7 @@ bool CopyToDescriptor(int source, int destination) {
   struct stat info;
   if (fstat(source, &info) != 0 || !CopyData(source, destination)) return false;
   CopyExtendedAttributes(source, destination);
-  // Only root may give a file away; for others the copy stays their own.
-  if (fchown(destination, info.st_uid, info.st_gid) != 0 && errno != EPERM) return false;
+  SetOwner(destination, info.st_uid, info.st_gid);
   const timespec times[] = {info.st_atim, info.st_mtim};
   return fchmod(destination, info.st_mode & 07777) == 0 && futimens(destination, times) == 0 &&
          SyncData(destination);

@@ -33,16 +33,20 @@ struct ModificationStamp {
 };
 bool GetModificationStamp(const std::string& path, ModificationStamp& stamp);
 
-// Adds the bits to the object's mode and keeps the others.
+// Adds the bits to the object's mode and keeps the others. Like SetSharedMode it needs a mounted
+// /proc only for what the caller may not read, and for what is neither file nor folder.
 bool AddModeBits(const std::string& path, mode_t bits);
 
 // Gives a folder kSharedFolderMode and anything else kSharedFileMode, whatever it had.
 bool SetSharedMode(const std::string& path);
 
-// Makes the folder and every missing ancestor, each with its parent's owner, group and mode (a
-// folder that an ordinary user may not give away stays his). True when the folder exists at the
-// end, whoever made it; *created tells whether this call made the last component.
+// Makes the folder and every missing ancestor, each with its parent's mode and, as far as the
+// caller may give them, its parent's owner and group. True when the folder exists at the end,
+// whoever made it; *created tells whether this call made the last component.
 bool CreateFolderTree(const std::string& path, bool* created = nullptr);
+
+// The same for folders that stay the caller's own, with mode 0700.
+bool CreatePrivateFolderTree(const std::string& path);
 
 // Removes one name that is not a folder. True when it is gone at the end.
 bool DeleteFile(const std::string& path);

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "platform/path.h"
+#include "platform/regular_file.h"
 
 namespace kxl {
 
@@ -20,21 +21,61 @@ namespace {
 
 constexpr mode_t kModeBits = 07777;
 
-// chmod that does not follow a link, which another user could lay between a test and the change.
-bool SetMode(const std::string& path, mode_t mode) {
-  return fchmodat(AT_FDCWD, path.c_str(), mode, AT_SYMLINK_NOFOLLOW) == 0;
+// A descriptor for changing the object's mode. None for a link and for what must not be opened
+// (a device, a FIFO whose writer waits), and where the caller has no right to read.
+FileDescriptor OpenToChange(int folder, const std::string& path) {
+  struct stat info;
+  if (fstatat(folder, path.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0 ||
+      !(S_ISREG(info.st_mode) || S_ISDIR(info.st_mode))) {
+    return {};
+  }
+  return OpenAt(folder, path, O_RDONLY | O_NOFOLLOW);
 }
 
-bool CreateFolder(const std::string& path, bool& created) {
-  struct stat parent;
-  if (stat(ParentPath(path).c_str(), &parent) != 0) return false;
-  created = mkdir(path.c_str(), parent.st_mode & kModeBits) == 0;
+// chmod that does not follow a link, which another user could lay between a test and the change.
+// The C library does it by way of /proc, which a chroot may lack; a descriptor needs none.
+bool SetModeAt(int folder, const std::string& path, mode_t mode) {
+  const FileDescriptor object = OpenToChange(folder, path);
+  if (object.valid()) return SetMode(object.get(), mode);
+  return fchmodat(folder, path.c_str(), mode, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+// What a folder that is made gets.
+enum class FolderRights { kAsParent, kPrivate };
+
+bool CreateFolder(const std::string& path, FolderRights rights, bool& created) {
+  const FileDescriptor parent = OpenAt(AT_FDCWD, ParentPath(path), O_PATH | O_DIRECTORY);
+  // A separator behind the name would let a link be followed.
+  const std::string name =
+      fs::path(path.substr(0, path.find_last_not_of('/') + 1)).filename().native();
+  struct stat info;
+  if (!parent.valid() || fstat(parent.get(), &info) != 0) return false;
+  // Until the folder has its owner and group nobody else writes into it, though others may look:
+  // what is not there yet is missing, not out of reach.
+  const bool isPrivate = rights == FolderRights::kPrivate;
+  const mode_t mode = isPrivate ? S_IRWXU : info.st_mode & kModeBits;
+  created = mkdirat(parent.get(), name.c_str(), S_IRWXU | (mode & 0755)) == 0;
   if (!created) return errno == EEXIST && IsFolder(path);
-  if (fchownat(AT_FDCWD, path.c_str(), parent.st_uid, parent.st_gid, AT_SYMLINK_NOFOLLOW) != 0 &&
-      errno != EPERM) {
-    return false;
+  FileDescriptor folder = OpenAt(parent.get(), name, O_DIRECTORY | O_NOFOLLOW);
+  if (!folder.valid() && SetModeAt(parent.get(), name, S_IRWXU)) {  // the umask took them away
+    folder = OpenAt(parent.get(), name, O_DIRECTORY | O_NOFOLLOW);
   }
-  return SetMode(path, parent.st_mode & kModeBits);
+  if (!folder.valid()) return false;
+  if (!isPrivate) SetOwner(folder.get(), info.st_uid, info.st_gid);
+  return SetMode(folder.get(), mode);
+}
+
+bool CreateMissingFolders(const std::string& path, FolderRights rights, bool& created) {
+  std::vector<std::string> missing;
+  for (std::string folder = path; !IsFolder(folder); folder = ParentPath(folder)) {
+    missing.push_back(folder);
+    if (ParentPath(folder) == folder) return false;
+  }
+  created = false;
+  for (; !missing.empty(); missing.pop_back()) {
+    if (!CreateFolder(missing.back(), rights, created)) return false;
+  }
+  return true;
 }
 
 }  // namespace
@@ -74,27 +115,26 @@ bool GetModificationStamp(const std::string& path, ModificationStamp& stamp) {
 }
 
 bool AddModeBits(const std::string& path, mode_t bits) {
+  const FileDescriptor object = OpenToChange(AT_FDCWD, path);
+  if (object.valid()) return AddModeBits(object.get(), bits);
   mode_t mode;
-  return GetMode(path, mode) && SetMode(path, mode | bits);
+  return GetMode(path, mode) && SetModeAt(AT_FDCWD, path, mode | bits);
 }
 
 bool SetSharedMode(const std::string& path) {
-  return SetMode(path, IsFolder(path) ? kSharedFolderMode : kSharedFileMode);
+  return SetModeAt(AT_FDCWD, path, IsFolder(path) ? kSharedFolderMode : kSharedFileMode);
 }
 
 bool CreateFolderTree(const std::string& path, bool* created) {
-  std::vector<std::string> missing;
-  for (std::string folder = path; !IsFolder(folder); folder = ParentPath(folder)) {
-    missing.push_back(folder);
-    if (ParentPath(folder) == folder) return false;
-  }
   bool madeLast = false;
-  while (!missing.empty()) {
-    if (!CreateFolder(missing.back(), madeLast)) return false;
-    missing.pop_back();
-  }
+  if (!CreateMissingFolders(path, FolderRights::kAsParent, madeLast)) return false;
   if (created != nullptr) *created = madeLast;
   return true;
+}
+
+bool CreatePrivateFolderTree(const std::string& path) {
+  bool madeLast = false;
+  return CreateMissingFolders(path, FolderRights::kPrivate, madeLast);
 }
 
 bool DeleteFile(const std::string& path) {

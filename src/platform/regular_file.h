@@ -30,6 +30,11 @@ class FileDescriptor {
   int fd_ = -1;
 };
 
+// Opens a path that begins at the open folder (or at AT_FDCWD) with the flags of open. Never waits
+// (for the other end of a FIFO, say), never gives descriptors 0 to 2 (which a host may have closed
+// and still print to) and closes the descriptor at exec. Not valid on failure; errno tells why.
+FileDescriptor OpenAt(int folder, const std::string& path, int flags, mode_t mode = 0);
+
 enum class FileAccess {
   kRead,
   // For writing; emptied when it exists, made with mode 0666 less the umask otherwise. Whatever the
@@ -57,9 +62,7 @@ struct OpenedFile {
   std::uint64_t size = 0;  // bytes, when it was opened
 };
 
-// Opens path when it is a regular file. Never waits (for the other end of a FIFO, say), never gives
-// descriptors 0 to 2 (which a host may have closed and still print to) and closes the descriptor at
-// exec.
+// Opens path when it is a regular file; the descriptor is one as OpenAt gives.
 OpenedFile OpenRegularFile(const std::string& path, FileAccess access, Links links);
 
 // Reads the whole file, through a link too. text is as it was unless the answer is kOpened; a file
@@ -79,6 +82,11 @@ bool SyncData(int descriptor);
 // The open file's permission mode, changed whoever holds its name by now.
 bool AddModeBits(int descriptor, mode_t bits);
 bool SetMode(int descriptor, mode_t mode);
+
+// Gives the open object to that owner and that group, each on its own and as far as the caller may:
+// only root gives away, an owner may choose among his groups, and a user namespace does not know
+// every number. Whether it has both at the end.
+bool SetOwner(int descriptor, uid_t owner, gid_t group);
 
 }  // namespace kxl
 

@@ -58,20 +58,24 @@ OpenStatus StatusOf(int error) {
 
 }  // namespace
 
+FileDescriptor OpenAt(int folder, const std::string& path, int flags, mode_t mode) {
+  FileDescriptor fd(openat(folder, path.c_str(), flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, mode));
+  if (fd.valid() && fd.get() <= STDERR_FILENO) {
+    fd = FileDescriptor(fcntl(fd.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+  }
+  return fd;
+}
+
 OpenedFile OpenRegularFile(const std::string& path, FileAccess access, Links links) {
   OpenedFile file;
   const int noLink = links == Links::kRefuse ? O_NOFOLLOW : 0;
-  FileDescriptor fd(
-      open(path.c_str(), OpenFlags(access) | noLink | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0666));
+  FileDescriptor fd = OpenAt(AT_FDCWD, path, OpenFlags(access) | noLink, 0666);
   if (!fd.valid()) {
     file.status = StatusOf(errno);
     return file;
   }
-  if (fd.get() <= STDERR_FILENO) {
-    fd = FileDescriptor(fcntl(fd.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
-  }
   struct stat info;
-  if (!fd.valid() || fstat(fd.get(), &info) != 0) return file;
+  if (fstat(fd.get(), &info) != 0) return file;
   if (!S_ISREG(info.st_mode)) {
     file.status = S_ISDIR(info.st_mode) ? OpenStatus::kFolder : OpenStatus::kNotRegular;
     return file;
@@ -135,5 +139,15 @@ bool AddModeBits(int descriptor, mode_t bits) {
 }
 
 bool SetMode(int descriptor, mode_t mode) { return fchmod(descriptor, mode) == 0; }
+
+bool SetOwner(int descriptor, uid_t owner, gid_t group) {
+  constexpr auto kSameOwner = static_cast<uid_t>(-1);
+  constexpr auto kSameGroup = static_cast<gid_t>(-1);
+  struct stat info;
+  if (fstat(descriptor, &info) != 0) return false;
+  const bool hasGroup = info.st_gid == group || fchown(descriptor, kSameOwner, group) == 0;
+  const bool hasOwner = info.st_uid == owner || fchown(descriptor, owner, kSameGroup) == 0;
+  return hasGroup && hasOwner;
+}
 
 }  // namespace kxl

@@ -1,9 +1,11 @@
 #include "platform/file_system.h"
 
 #include <grp.h>
+#include <sched.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/base_folders.h"
 #include "support/test_folder.h"
 
 namespace {
@@ -25,10 +27,32 @@ TEST(FileSystem, NewFoldersTakeTheirParentsMode) {
   EXPECT_FALSE(kxl::CreateFolderTree(base + "/file/below"));
 }
 
+// In a user namespace that knows no account, and below a root without /proc.
+int SetModesInAContainer(const Link& /*parent*/, const Arguments& arguments) {
+  if (unshare(CLONE_NEWUSER) != 0 || chroot(arguments[0].c_str()) != 0) return 77;
+  setenv("KXL_ROOT", "/", 1);
+  std::string temporary;
+  umask(0077);
+  return !kxl::CreateFolderTree("/base/a/b") || ModeOf("/base/a/b") != 01330U ||
+         !kxl::CreateFolderTree("/c") || !kxl::SetSharedMode("/c") || !kxl::AddModeBits("/c", 02) ||
+         ModeOf("/c") != 0777U ||
+         !kxl::FindFolder(kxl::kLocalTemporaryItems, temporary, kxl::IfMissing::kCreate);
+}
+
+TEST(FileSystem, ContainersHaveModesToo) {
+  fs::create_directory(InTestFolder("base"));
+  chmod(InTestFolder("base").c_str(), 01330);
+  const int status = ChildProcess(SetModesInAContainer, {TestFolder()}).Exit();
+  if (status == 77) GTEST_SKIP() << "no user namespaces here";
+  EXPECT_EQ(status, 0);
+}
+
 TEST(FileSystem, SetsModes) {
   const std::string missing = InTestFolder("missing");
   WriteFile(InTestFolder("folder/file"), "");
-  for (const std::string& path : {InTestFolder("folder/file"), InTestFolder("folder")}) {
+  mkfifo(InTestFolder("fifo").c_str(), 0600);
+  for (const char* name : {"folder/file", "folder", "fifo"}) {
+    const std::string path = InTestFolder(name);
     chmod(path.c_str(), 01700);
     mode_t mode = 0;
     EXPECT_TRUE(kxl::AddModeBits(path, 0022) && kxl::GetMode(path, mode));

@@ -38,7 +38,7 @@ int RegisterMany(const Link& parent, const Arguments& arguments) {
 }
 
 int RegisterOne(const Link& /*parent*/, const Arguments& arguments) {
-  return Become(arguments[0]) ? KXLRegisterApplication("one", "N", "/f") : 100;
+  return Become(arguments[0]) ? KXLRegisterApplication(arguments[0].c_str(), "N", "/f") : 100;
 }
 
 class TwoUsers : public testing::Test {
@@ -68,6 +68,17 @@ TEST_F(TwoUsers, KeepOneListTogether) {
   for (ChildProcess* user : {&one, &other}) EXPECT_EQ(user->Exit(), 0);
   EXPECT_EQ(Count(ReadFile(ListPath()), "<Application "), 80U);
   EXPECT_EQ(ModeOf(ListPath()), 0664U);
+}
+
+// A folder that the group shares without the bit that hands the group on.
+TEST_F(TwoUsers, ShareTheFoldersThatTheFirstOneMakes) {
+  const std::string base = InTestFolder("var/lib");
+  fs::remove_all(base + "/Kelda");
+  ASSERT_EQ(chown(base.c_str(), 0, kAdministrators), 0);
+  fs::permissions(base, fs::perms(0775));
+  for (const uid_t user : kUsers) {
+    EXPECT_EQ(ChildProcess(RegisterOne, {std::to_string(user)}, EnvironmentOf(user)).Exit(), 0);
+  }
 }
 
 // One member of the group lays a link where another one is about to write. A companion is a newer
