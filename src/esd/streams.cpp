@@ -28,7 +28,6 @@ ESDifstream::ESDifstream(const std::string& path, const char* /*mode*/, std::ios
   status_ = file.status;
   size_ = file.size;
   if (!IsOpen()) return;
-  descriptor_ = file.descriptor.get();
   // A small file is read at once; the buffer holds one byte less than it is large.
   constexpr std::uint64_t kMostBuffered = 64UL * 1024;
   const std::size_t bufferSize = std::clamp<std::uint64_t>(file.size + 1, BUFSIZ, kMostBuffered);
@@ -46,10 +45,6 @@ void ESDifstream::Close() {
   stream_.reset();
   buffer_.reset();
   status_ = OpenStatus::kUnavailable;
-}
-
-bool ESDifstream::TakeWhileNamed(const std::string& path) const {
-  return IsOpen() && kxl::TakeWhileNamed(descriptor_, path);
 }
 
 ESDofstream::ESDofstream(const std::string& path, const char* /*mode*/, std::ios::openmode openMode,

@@ -33,11 +33,7 @@ class ESDifstream {
   std::istream& Stream() { return *stream_; }
   void Close();
 
-  // See kxl::TakeWhileNamed.
-  bool TakeWhileNamed(const std::string& path) const;
-
  private:
-  int descriptor_ = -1;  // owned by buffer_
   OpenStatus status_;
   std::uint64_t size_;
   std::unique_ptr<std::streambuf> buffer_;

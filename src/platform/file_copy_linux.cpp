@@ -22,19 +22,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-bool WriteAll(int fd, const char* data, std::size_t size) {
-  while (size > 0) {
-    const ssize_t written = write(fd, data, size);
-    if (written < 0) {
-      if (errno == EINTR) continue;
-      return false;
-    }
-    data += written;
-    size -= static_cast<std::size_t>(written);
-  }
-  return true;
-}
-
 bool CopyData(int source, int destination) {
   std::array<char, 4096> buffer;
   for (;;) {
@@ -44,7 +31,7 @@ bool CopyData(int source, int destination) {
       if (errno == EINTR) continue;
       return false;
     }
-    if (!WriteAll(destination, buffer.data(), static_cast<std::size_t>(count))) return false;
+    if (!WriteAll(destination, {buffer.data(), static_cast<std::size_t>(count)})) return false;
   }
 }
 

@@ -48,6 +48,10 @@ bool CreateFolderTree(const std::string& path, bool* created = nullptr);
 // The same for folders that stay the caller's own, with mode 0700.
 bool CreatePrivateFolderTree(const std::string& path);
 
+// Whether path lies where everybody makes names and each removes only his own, as in /tmp. What is
+// found there under a name that others can foresee may be a trap.
+bool IsInTemporaryFolder(const std::string& path);
+
 // Removes one name that is not a folder. True when it is gone at the end.
 bool DeleteFile(const std::string& path);
 

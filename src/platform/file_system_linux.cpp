@@ -137,6 +137,12 @@ bool CreatePrivateFolderTree(const std::string& path) {
   return CreateMissingFolders(path, FolderRights::kPrivate, madeLast);
 }
 
+bool IsInTemporaryFolder(const std::string& path) {
+  constexpr mode_t kOpenToAll = S_ISVTX | S_IWOTH;
+  mode_t mode;
+  return GetMode(ParentPath(path), mode) && (mode & kOpenToAll) == kOpenToAll;
+}
+
 bool DeleteFile(const std::string& path) {
   return unlink(path.c_str()) == 0 || errno == ENOENT || errno == ENOTDIR;
 }

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace kxl {
 
@@ -69,10 +70,6 @@ OpenedFile OpenRegularFile(const std::string& path, FileAccess access, Links lin
 // that was opened and cannot be read, or is larger than kMaximumFileSize, is kUnavailable.
 OpenStatus ReadRegularFile(const std::string& path, std::string& text);
 
-// Takes the open file for this process alone, until the descriptor is closed. False when another
-// one has it, or path names another file by now. Costs nothing to somebody who does not ask.
-bool TakeWhileNamed(int descriptor, const std::string& path);
-
 // Whether the open file has lost its last name.
 bool IsUnlinked(int descriptor);
 
@@ -87,6 +84,9 @@ bool SetMode(int descriptor, mode_t mode);
 // only root gives away, an owner may choose among his groups, and a user namespace does not know
 // every number. Whether it has both at the end.
 bool SetOwner(int descriptor, uid_t owner, gid_t group);
+
+// Writes all of the text at the descriptor's position. False on a failure, after a part of it.
+bool WriteAll(int descriptor, std::string_view text);
 
 }  // namespace kxl
 

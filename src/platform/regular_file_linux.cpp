@@ -1,7 +1,6 @@
 #include "platform/regular_file.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -111,14 +110,6 @@ OpenStatus ReadRegularFile(const std::string& path, std::string& text) {
   return OpenStatus::kOpened;
 }
 
-bool TakeWhileNamed(int descriptor, const std::string& path) {
-  struct stat opened;
-  struct stat named;
-  return flock(descriptor, LOCK_EX | LOCK_NB) == 0 && fstat(descriptor, &opened) == 0 &&
-         stat(path.c_str(), &named) == 0 && opened.st_dev == named.st_dev &&
-         opened.st_ino == named.st_ino;
-}
-
 bool IsUnlinked(int descriptor) {
   // fstat would ask for the times too, and who has asked for them lets the next write keep them
   // with all their digits, which costs more than the write.
@@ -148,6 +139,18 @@ bool SetOwner(int descriptor, uid_t owner, gid_t group) {
   const bool hasGroup = info.st_gid == group || fchown(descriptor, kSameOwner, group) == 0;
   const bool hasOwner = info.st_uid == owner || fchown(descriptor, owner, kSameGroup) == 0;
   return hasGroup && hasOwner;
+}
+
+bool WriteAll(int descriptor, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t written = write(descriptor, text.data(), text.size());
+    if (written >= 0) {
+      text.remove_prefix(static_cast<std::size_t>(written));
+    } else if (errno != EINTR) {
+      return false;
+    }
+  }
+  return true;
 }
 
 }  // namespace kxl

@@ -1,16 +1,13 @@
 #include "util/trace_log.h"
 
-#include <algorithm>
 #include <array>
 #include <boost/thread/lock_guard.hpp>
 #include <chrono>
 #include <cstddef>
-#include <cstdio>
-#include <filesystem>
 #include <new>
-#include <system_error>
 
 #include "platform/file_system.h"
+#include "platform/log_trim.h"
 #include "platform/thread_guards.h"
 #include "util/format_string.h"
 
@@ -54,42 +51,7 @@ void AppendLine(std::string& queue, const std::string& stamp, std::string_view t
   queue += '\n';
 }
 
-bool CopyTail(ESDifstream& from, ESDofstream& to) {
-  std::array<char, 1000> piece;
-  std::uint64_t position = from.Size() - kTrimmedSize;
-  if (!from.Stream().seekg(static_cast<std::streamoff>(position))) return false;
-  while (position < from.Size()) {
-    from.Stream().read(piece.data(), piece.size());
-    const std::streamsize count = from.Stream().gcount();
-    if (count == 0) break;
-    to.Stream().write(piece.data(), count);
-    position += static_cast<std::uint64_t>(count);
-  }
-  return to.Close() && !from.Stream().bad();
-}
-
 std::string FilePath(const std::string& path) { return path.empty() ? "/tmp/KX4.log" : path; }
-
-// Cuts a long log to its end, so that it does not grow from one run of the hosts to the next.
-void TrimLog(const std::string& path) {
-  std::error_code error;
-  const std::uint64_t size = std::filesystem::file_size(path, error);
-  if (error || size <= kTrimAbove) return;
-  const std::string companion = path + "_";
-  ESDifstream from(path, "rb", std::ios::in | std::ios::binary);
-  // Of two processes at this only one may use the companion's name; the other leaves it to that
-  // one.
-  if (!from.TakeWhileNamed(path)) return;
-  ESDofstream to(companion, "wb", std::ios::out | std::ios::trunc | std::ios::binary,
-                 Links::kRefuse);
-  if (to.IsOpen()) {
-    mode_t mode;
-    if (GetMode(path, mode)) to.SetMode(mode);
-    // In one step: whoever dies after it leaves no companion that nobody would look for.
-    if (CopyTail(from, to) && std::rename(companion.c_str(), path.c_str()) == 0) return;
-  }
-  DeleteFile(companion);
-}
 
 }  // namespace
 
@@ -155,7 +117,8 @@ bool TraceLog::Open(const std::string& path, int level, const std::string& stamp
   if (level < 1) return false;
   path_ = path;
   isForked_ = false;
-  TrimLog(FilePath(path_));
+  // Long logs are cut here, so that none grows from one run of the hosts to the next.
+  if (!path_.empty()) TrimLog(path_, kTrimAbove, kTrimmedSize);
   OpenStream();
   AppendLine(queue_, stamp, ">>> Kelda Updater Log Begin >>>");
   return IsOpen();
@@ -163,7 +126,7 @@ bool TraceLog::Open(const std::string& path, int level, const std::string& stamp
 
 void TraceLog::OpenStream() {
   // Anybody may lay a link under a name in the temporary folder.
-  const Links links = path_.empty() ? Links::kRefuse : Links::kFollow;
+  const Links links = path_.empty() || IsInTemporaryFolder(path_) ? Links::kRefuse : Links::kFollow;
   stream_ =
       std::make_unique<ESDofstream>(FilePath(path_), "a", std::ios::out | std::ios::app, links);
   if (!stream_->IsOpen()) {

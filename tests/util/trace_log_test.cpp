@@ -1,11 +1,19 @@
 #include "util/trace_log.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/ptrace.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <fstream>
+#include <functional>
 #include <thread>
 
 #include "platform/regular_file.h"
@@ -43,37 +51,74 @@ TEST_F(TraceLogTest, WritesLinesUpToItsLevel) {
   }
 }
 
-TEST_F(TraceLogTest, LinesWaitForAFlushingOne) {
-  kxl::IsLogOpen(path_, 2);
-  kxl::LogMessage(2, Flush::kNo, "waits");
-  EXPECT_EQ(ReadLog(path_), "");
-  kxl::LogMessage(2, Flush::kYes, "flushes");
-  EXPECT_EQ(ReadLog(path_), kBegin + "waits\nflushes\n");
-  kxl::LogMessage(2, Flush::kNo, "last");
-  CloseLog();
-  EXPECT_EQ(ReadLog(path_), kBegin + "waits\nflushes\nlast\n" + kEnd);
-}
-
 TEST_F(TraceLogTest, CutsALongFileToItsEnd) {
-  const std::tuple<std::size_t, bool, std::size_t> cases[] = {
-      {50000, false, 50000}, {50001, false, 30000}, {50001, true, 50001}};
-  for (const auto& [size, isLocked, kept] : cases) {
+  const std::string companion = path_ + "_";
+  kxl::FileDescriptor log;
+  const auto replace = [&](auto make, mode_t mode) {
+    return remove(companion.c_str()) + make(companion.c_str(), mode);
+  };
+  const auto link = [](const char* path, mode_t) { return symlink("target", path); };
+  const std::tuple<std::size_t, std::function<int()>, std::size_t> cases[] = {
+      {50000, [] { return 0; }, 50000},
+      {50001, [&] { return chmod(companion.c_str(), 0200); }, 30000},
+      {50001, [&] { return flock(log.get(), LOCK_EX); }, 50001},
+      {50001, [&] { return replace(mkdir, 0700); }, 50001},
+      {50001, [&] { return replace(link, 0); }, 50001},
+      {50001, [&] { return replace(mkfifo, 0600); }, 50001},
+      {50001, [&] { return chmod(TestFolder().c_str(), 01777); }, 50001},
+      {50001,
+       [&] {
+         fs::rename(path_, InTestFolder("target"));
+         return remove(companion.c_str()) + link(path_.c_str(), 0);
+       },
+       30000}};
+  for (const auto& [size, prepare, kept] : cases) {
+    for (const std::string& path : {path_, companion}) fs::remove(path);
     std::string old(size, 'x');
     old[size - 30000] = 'F';
     WriteFile(path_, old);
-    fs::permissions(path_, fs::perms(0600));
-    WriteFile(path_ + "_", "left by somebody who died");
-    const auto trimmer = kxl::OpenRegularFile(path_, kxl::FileAccess::kRead, kxl::Links::kRefuse);
-    EXPECT_TRUE(!isLocked || kxl::TakeWhileNamed(trimmer.descriptor.get(), path_));
+    WriteFile(companion, "left by somebody who died");
+    fs::permissions(path_, fs::perms(0640));
+    const bool mayGive = chown(path_.c_str(), 2000, 2001) == 0;
+    log = kxl::FileDescriptor(open(path_.c_str(), O_RDONLY | O_CLOEXEC));
+    ASSERT_EQ(prepare(), 0);
     kxl::IsLogOpen(path_, 1);
     CloseLog();
-    EXPECT_EQ(ReadLog(path_).substr(0, kept), old.substr(size - kept));
+    chmod(TestFolder().c_str(), 0700);
+    EXPECT_TRUE(ReadLog(path_).starts_with(old.substr(size - kept)));
     // The old text has no line end, so one time stamp is not taken for one.
     EXPECT_EQ(ReadLog(path_).size(), kept + kBegin.size() + kEnd.size() + 21);
-    EXPECT_EQ(ModeOf(path_), 0600U);
-    EXPECT_EQ(fs::exists(path_ + "_"), kept != 30000);
-    fs::remove(path_ + "_");
+    struct stat info = {};
+    stat(path_.c_str(), &info);
+    EXPECT_EQ(info.st_mode & 07777, 0640U);
+    EXPECT_TRUE(!mayGive || (info.st_uid == 2000 && info.st_gid == 2001));
+    EXPECT_EQ(fs::exists(fs::symlink_status(companion)), kept != 30000);
   }
+  EXPECT_TRUE(fs::is_symlink(path_));
+  chmod(TestFolder().c_str(), 01777);
+  EXPECT_FALSE(kxl::IsLogOpen(path_, 1)) << "followed a link in a temporary folder";
+  chmod(TestFolder().c_str(), 0700);
+}
+
+// Another process writes a line at each system call of the one that cuts.
+TEST_F(TraceLogTest, KeepsTheLinesThatAreWrittenMeanwhile) {
+  WriteFile(path_, std::string(60000, 'x'));
+  const pid_t child = fork();
+  if (child == 0) {
+    ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
+    raise(SIGSTOP);
+    kxl::IsLogOpen(path_, 1);
+    _exit(0);
+  }
+  std::size_t lines = 0;
+  for (int status = 0; waitpid(child, &status, 0) == child && WIFSTOPPED(status); ++lines) {
+    std::ofstream(path_, std::ios::app) << "line\n";
+    ptrace(PTRACE_SYSCALL, child, nullptr, nullptr);
+  }
+  if (lines < 10) GTEST_SKIP() << "no process may be traced here";
+  const std::string text = ReadFile(path_);
+  EXPECT_LT(Count(text, "x"), 30001U);
+  EXPECT_EQ(Count(text, "line\n"), lines);
 }
 
 int OpenWithoutASystemCall(const Link& /*parent*/, const Arguments& arguments) {
@@ -84,7 +129,8 @@ int OpenWithoutASystemCall(const Link& /*parent*/, const Arguments& arguments) {
 // Neither the end of the log is lost nor a companion left that no later opening would look for.
 TEST_F(TraceLogTest, CutsWholeOrNotAtAll) {
   const std::string old(60000, 'x');
-  for (const auto& [call, kept] : {std::pair(SYS_lseek, 60000U), std::pair(SYS_unlink, 30000U)}) {
+  for (const auto& [call, kept] : {std::pair(SYS_pread64, 60000U), std::pair(SYS_fchmod, 60000U),
+                                   std::pair(SYS_unlinkat, 30000U), std::pair(SYS_flock, 30000U)}) {
     WriteFile(path_, old);
     EXPECT_EQ(ChildProcess(OpenWithoutASystemCall, {path_, std::to_string(call)}).Exit(), 0);
     EXPECT_EQ(Count(ReadFile(path_), "x"), kept);
