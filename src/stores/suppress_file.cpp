@@ -1,16 +1,13 @@
 #include "stores/suppress_file.h"
 
 #include <algorithm>
-#include <array>
-#include <boost/date_time/gregorian/gregorian_types.hpp>
-#include <charconv>
 #include <cstdio>
 #include <iterator>
-#include <stdexcept>
 
 #include "esd/streams.h"
 #include "platform/file_system.h"
 #include "platform/regular_file.h"
+#include "util/utc_time.h"
 
 namespace kxl {
 
@@ -20,26 +17,7 @@ constexpr std::uint32_t kLockWait = 3000;  // milliseconds
 constexpr std::size_t kLongestLine = 279;  // bytes; a longer one is read as several
 constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";
 
-// Takes a number of at most digits digits, and the separator behind it, off the text.
-int TakeNumber(std::string_view& text, std::size_t digits, std::string_view separator) {
-  int number = 0;
-  const std::string_view field = text.substr(0, text.find_first_not_of("0123456789"));
-  const auto [end, error] = std::from_chars(field.data(), field.data() + field.size(), number);
-  text.remove_prefix(field.size());
-  if (error != std::errc() || field.size() > digits || !text.starts_with(separator)) {
-    throw std::runtime_error("Unable to parse time");
-  }
-  text.remove_prefix(separator.size());
-  return number;
-}
-
-std::string Line(const Hold& hold) {
-  std::tm utc;
-  gmtime_r(&hold.end, &utc);
-  std::array<char, 32> time;
-  const std::size_t size = std::strftime(time.data(), time.size(), "\t%Y-%m-%d %H:%M:%S\r\n", &utc);
-  return hold.appId + std::string(time.data(), size);
-}
+std::string Line(const Hold& hold) { return hold.appId + '\t' + FormatUtc(hold.end, ' ') + "\r\n"; }
 
 bool Empty(const std::string& path) {
   return ESDofstream(path, "wb", std::ios::out | std::ios::trunc, Links::kRefuse).IsOpen();
@@ -47,30 +25,12 @@ bool Empty(const std::string& path) {
 
 }  // namespace
 
-std::time_t ParseTime(std::string_view text) {
-  using boost::gregorian::date;
-  const std::size_t yearEnd = text.find('-');
-  if (yearEnd != 4) throw std::runtime_error("Unable to parse time");
-  const int year = TakeNumber(text, 4, "-");
-  const int month = TakeNumber(text, 2, "-");
-  const int day = TakeNumber(text, 2, " ");
-  const int hour = TakeNumber(text, 2, ":");
-  const int minute = TakeNumber(text, 2, ":");
-  const int second = TakeNumber(text, 2, "");
-  if (!text.empty() || hour > 23 || minute > 59 || second > 59) {
-    throw std::runtime_error("Unable to parse time");
-  }
-  const date day0(1970, 1, 1);
-  const date theDay(static_cast<unsigned short>(year), static_cast<unsigned short>(month),
-                    static_cast<unsigned short>(day));  // throws for a day that does not exist
-  return (theDay - day0).days() * 86400L + hour * 3600L + minute * 60L + second;
-}
-
 SuppressFile::SuppressFile(const std::string& path) : path_(path), lock_(path, kLockWait) {}
 
 bool SuppressFile::Lock() { return lock_.Lock(); }
 
 bool SuppressFile::Read(std::time_t now) {
+  if (now < kFirstUtc || now > kLastUtc - std::time_t{kLongestHold}) return false;
   std::string text;
   const OpenStatus status = ReadRegularFile(path_, text);
   if (status != OpenStatus::kOpened && status != OpenStatus::kMissing) return false;
@@ -91,7 +51,7 @@ void SuppressFile::ReadLine(std::string_view line) {
     isChanged_ = true;
     return;
   }
-  holds_.push_back({std::string(line.substr(0, tab)), ParseTime(line.substr(tab + 1))});
+  holds_.push_back({std::string(line.substr(0, tab)), ParseUtc(line.substr(tab + 1))});
 }
 
 void SuppressFile::Sweep(std::time_t now) {

@@ -32,7 +32,8 @@ class SuppressFile {
   bool Lock();  // waits for 3 seconds at most
 
   // Reads the file and sweeps it: lines that are no holds and holds that have ended are dropped,
-  // and none ends later than kLongestHold from now. False when the file cannot be read. Throws
+  // and none ends later than kLongestHold from now. False when the file cannot be read, or the
+  // clock stands so that a hold's end could be written but not read (see kLastUtc). Throws
   // std::exception when a line has a time that does not exist; the file stays as it is then, until
   // somebody mends that line.
   bool Read(std::time_t now);
@@ -64,10 +65,6 @@ class SuppressFile {
   bool isChanged_ = false;
   bool isCleared_ = false;  // a hold that was running was taken off
 };
-
-// Reads "2008-03-17 21:05:41", a time in UTC. Throws std::exception for any other form and for a
-// date or time that does not exist (30 February, 25:00:00).
-std::time_t ParseTime(std::string_view text);
 
 }  // namespace kxl
 

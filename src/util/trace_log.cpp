@@ -2,14 +2,15 @@
 
 #include <array>
 #include <boost/thread/lock_guard.hpp>
-#include <chrono>
 #include <cstddef>
+#include <ctime>
 #include <new>
 
 #include "platform/file_system.h"
 #include "platform/log_trim.h"
 #include "platform/thread_guards.h"
 #include "util/format_string.h"
+#include "util/utc_time.h"
 
 namespace kxl {
 
@@ -18,30 +19,7 @@ namespace {
 constexpr std::uint64_t kTrimAbove = 50000;  // bytes
 constexpr std::uint64_t kTrimmedSize = 30000;
 
-// A separator and a number of two digits.
-void AppendField(std::string& text, char separator, unsigned number) {
-  text += separator;
-  text += static_cast<char>('0' + number / 10);
-  text += static_cast<char>('0' + number % 10);
-}
-
-// The time in UTC, "2008-03-17T09:05:41". By arithmetic: gmtime_r takes a lock, which a child
-// forked while another thread held it would wait for in vain, even at its exit.
-std::string TimeStamp() {
-  using std::chrono::days;
-  using std::chrono::floor;
-  using std::chrono::seconds;
-  const auto now = floor<seconds>(std::chrono::system_clock::now());
-  const std::chrono::year_month_day date(floor<days>(now));
-  const std::chrono::hh_mm_ss time(now - floor<days>(now));
-  std::string text = std::to_string(static_cast<int>(date.year()));
-  AppendField(text, '-', static_cast<unsigned>(date.month()));
-  AppendField(text, '-', static_cast<unsigned>(date.day()));
-  AppendField(text, 'T', static_cast<unsigned>(time.hours().count()));
-  AppendField(text, ':', static_cast<unsigned>(time.minutes().count()));
-  AppendField(text, ':', static_cast<unsigned>(time.seconds().count()));
-  return text;
-}
+std::string TimeStamp() { return FormatUtc(std::time(nullptr), 'T'); }
 
 void AppendLine(std::string& queue, const std::string& stamp, std::string_view text) {
   queue.reserve(queue.size() + stamp.size() + 2 + text.size() + 1);  // all of it or nothing

@@ -13,6 +13,7 @@
 #include "stores/suppress_file.h"
 #include "stores/updater_prefs.h"
 #include "support/test_folder.h"
+#include "util/utc_time.h"
 
 namespace {
 
@@ -109,6 +110,10 @@ TEST(DamagedFiles, OfHoldsAreSweptOrKept) {
     EXPECT_TRUE(written.Read(now) && written.Find("new") != nullptr) << damaged;
     EXPECT_EQ(written.Holds().size(), file.Holds().size()) << damaged;
   });
+  // By such a clock an end would be written that nobody can read.
+  for (const std::time_t odd : {kxl::kFirstUtc - 1, kxl::kLastUtc}) {
+    EXPECT_FALSE(kxl::SuppressFile(SuppressPath()).Read(odd));
+  }
 }
 
 // A query's lock is the same on every test's machine: no other test asks for this application.

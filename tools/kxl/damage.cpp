@@ -13,7 +13,7 @@
 #include "platform/file_system.h"
 #include "stores/missing_components.h"
 #include "stores/registered_applications.h"
-#include "stores/suppress_file.h"
+#include "util/utc_time.h"
 
 namespace tool {
 
@@ -61,7 +61,7 @@ std::string ReadableHolds(const std::string& text) {
     const std::string content = line.substr(0, line.find_last_not_of("\r \t") + 1);
     const std::size_t tab = content.find('\t');
     try {
-      if (tab != std::string::npos) kxl::ParseTime(content.substr(tab + 1));
+      if (tab != std::string::npos) kxl::ParseUtc(content.substr(tab + 1));
       readable += line + '\n';
     } catch (const std::exception&) {
       // Dropped: this line makes every call of every application fail.
