@@ -11,15 +11,12 @@
 #include "api/suppression.h"
 #include "api/validation.h"
 #include "platform/launcher.h"
+#include "util/date_text.h"
 #include "util/trace_log.h"
 
 namespace kxl {
 
 namespace {
-
-// All that a date is written with. On others Boost's conversion of numbers may overflow.
-constexpr char kDateCharacters[] =
-    "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ -./,";
 
 void Trace(const char* text) { LogMessage(kLogNormal, Flush::kYes, text); }
 
@@ -42,6 +39,16 @@ void TraceTrigger(const char* appIdentifier, const char* appFolderPath, std::int
   }
   LogValue(kLogNormal, Flush::kYes, name + "\nUpdate Type:",
            triggerType == KXL_TRIGGER_MANUAL ? " Manual Update" : " Scheduled Update");
+}
+
+// From the last day of a month to the last of the one before.
+std::chrono::sys_days MonthBefore(std::chrono::year_month_day today) {
+  const std::chrono::year_month month = today.year() / today.month();
+  const std::chrono::year_month before = month - std::chrono::months(1);
+  const std::chrono::year_month_day sameDay = before / today.day();
+  const bool isLast = today.day() == (month / std::chrono::last).day();
+  return isLast || !sameDay.ok() ? std::chrono::sys_days(before / std::chrono::last)
+                                 : std::chrono::sys_days(sameDay);
 }
 
 // A manual launch that the updater has not taken up yet is not turned into a scheduled one.
@@ -73,25 +80,19 @@ std::int32_t LaunchUpdater(const char* appIdentifier, const std::string& languag
 }  // namespace
 
 bool IsTimeToLaunch(const KeldaUpdaterPrefs& preferences) {
-  namespace gregorian = boost::gregorian;
   std::string lastCheck;
   std::int32_t frequency = 0;
   if (!preferences.LastDateCheck.Get(lastCheck) || !preferences.AutoCheckFreq.Get(frequency)) {
     return false;
   }
-  if (lastCheck.empty() || lastCheck.find_first_not_of(kDateCharacters) != std::string::npos) {
-    return true;
-  }
-  gregorian::date last;
-  try {
-    last = gregorian::from_string(lastCheck);
-  } catch (const std::exception&) {
-    return true;
-  }
-  const gregorian::date today = gregorian::day_clock::local_day();
-  const gregorian::date boundary =
-      frequency == 1 ? *--gregorian::week_iterator(today) : *--gregorian::month_iterator(today);
-  return boundary >= last;
+  const auto last = ParseDate(lastCheck);
+  if (!last) return true;
+  const auto local = boost::gregorian::day_clock::local_day_ymd();
+  const std::chrono::year_month_day today =
+      std::chrono::year(local.year) / static_cast<int>(local.month) / static_cast<int>(local.day);
+  const std::chrono::sys_days boundary =
+      frequency == 1 ? std::chrono::sys_days(today) - std::chrono::weeks(1) : MonthBefore(today);
+  return boundary >= std::chrono::sys_days(*last);
 }
 
 std::int32_t TriggerUpdateCheck(RequestPreferences& preferences, const char* appIdentifier,

@@ -14,8 +14,8 @@ std::int32_t TriggerUpdateCheck(RequestPreferences& preferences, const char* app
                                 bool bOverrideData);
 
 // Whether the chosen interval (a week for AutoCheckFreq 1, else a month) has passed since
-// LastDateCheck, by the local calendar. True when there was no check yet or its date cannot be read
-// as one, false when a setting cannot be read.
+// LastDateCheck, by the local calendar. True when there was no check yet or its text does not begin
+// with a date (see ParseDate), false when a setting cannot be read.
 bool IsTimeToLaunch(const KeldaUpdaterPrefs& preferences);
 
 }  // namespace kxl

@@ -79,11 +79,11 @@ TEST(UpdateCheck, StartsTheUpdaterWithItsTask) {
 }
 
 // A setting with the date so many days before today where the host is.
-std::string CheckedDaysAgo(int days) {
+std::string CheckedDaysAgo(int days, const std::string& behind = "") {
   const std::time_t then = std::time(nullptr) + 14 * 3600 - days * 86400L;
   char text[64];
-  std::strftime(text, sizeof text, "<LastDateCheck>%Y-%m-%d</LastDateCheck>", gmtime(&then));
-  return text;
+  std::strftime(text, sizeof text, "<LastDateCheck>%Y-%b-%d", gmtime(&then));
+  return text + behind + "</LastDateCheck>";
 }
 
 TEST(UpdateCheck, KeepsToTheInterval) {
@@ -98,7 +98,9 @@ TEST(UpdateCheck, KeepsToTheInterval) {
       {CheckedDaysAgo(7), ""},
       {CheckedDaysAgo(27) + monthly, "\n" + notDue},
       {CheckedDaysAgo(31) + monthly, ""},
-      {"<LastDateCheck>2008.Mar,31</LastDateCheck>", ""},
+      {CheckedDaysAgo(0, " 23:09:53"), "\n" + notDue},
+      {CheckedDaysAgo(0, " (checked)"), "\n" + notDue},
+      {"<LastDateCheck>9999/December.31, by</LastDateCheck>", "\n" + notDue},
       {"<LastDateCheck>never</LastDateCheck>", ""},
       {"<LastDateCheck>2008-02-30</LastDateCheck>", ""},
       {"<LastDateCheck>2008-02-)380800</LastDateCheck>", ""},
