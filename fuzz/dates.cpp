@@ -1,4 +1,5 @@
-// The ends of holds and the date of the last check, against the standard library's calendar.
+// The ends of holds and the date of the last check, against the standard library's calendar, and
+// time zones.
 #include <chrono>
 #include <cstdio>
 #include <exception>
@@ -6,6 +7,7 @@
 
 #include "api/update_check.h"
 #include "fuzz/machine.h"
+#include "platform/time_zone.h"
 #include "util/utc_time.h"
 
 namespace {
@@ -81,12 +83,17 @@ year_month_day Today() {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   const std::string text = fuzz::Input(bytes, size).Rest();
   CheckEnd(text);
+  const sys_seconds now = floor<seconds>(system_clock::now());
+  kxl::OffsetByZoneFile(text, now);
+  if (const auto offset = kxl::OffsetByZoneRule(text, now)) {
+    fuzz::Check(abs(*offset) <= days(7) + hours(1), "a zone is not far from UTC");
+  }
 
   fuzz::Put(fuzz::DataPath("KeldaUpdaterPrefs.dat"), {});
   kxl::KeldaUpdaterPrefs preferences;
   if (!preferences.LastDateCheck.Set(text)) return 0;
   const year_month_day today = Today();
-  const bool isTime = IsTimeToLaunch(preferences);
+  const bool isTime = IsTimeToLaunch(preferences, today);
   std::string_view rest = text;
   const auto checked = TakeDate(rest, '\0');
   if (checked && Today() == today) {

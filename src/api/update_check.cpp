@@ -2,7 +2,7 @@
 
 #include <kxl/kxl.h>
 
-#include <boost/date_time/gregorian/gregorian.hpp>
+#include <ctime>
 #include <string>
 
 #include "api/locale_code.h"
@@ -11,6 +11,7 @@
 #include "api/suppression.h"
 #include "api/validation.h"
 #include "platform/launcher.h"
+#include "platform/local_date.h"
 #include "util/date_text.h"
 #include "util/trace_log.h"
 
@@ -79,7 +80,7 @@ std::int32_t LaunchUpdater(const char* appIdentifier, const std::string& languag
 
 }  // namespace
 
-bool IsTimeToLaunch(const KeldaUpdaterPrefs& preferences) {
+bool IsTimeToLaunch(const KeldaUpdaterPrefs& preferences, std::chrono::year_month_day today) {
   std::string lastCheck;
   std::int32_t frequency = 0;
   if (!preferences.LastDateCheck.Get(lastCheck) || !preferences.AutoCheckFreq.Get(frequency)) {
@@ -87,9 +88,6 @@ bool IsTimeToLaunch(const KeldaUpdaterPrefs& preferences) {
   }
   const auto last = ParseDate(lastCheck);
   if (!last) return true;
-  const auto local = boost::gregorian::day_clock::local_day_ymd();
-  const std::chrono::year_month_day today =
-      std::chrono::year(local.year) / static_cast<int>(local.month) / static_cast<int>(local.day);
   const std::chrono::sys_days boundary =
       frequency == 1 ? std::chrono::sys_days(today) - std::chrono::weeks(1) : MonthBefore(today);
   return boundary >= std::chrono::sys_days(*last);
@@ -114,11 +112,12 @@ std::int32_t TriggerUpdateCheck(RequestPreferences& preferences, const char* app
   }
   TraceTrigger(appIdentifier, appFolderPath, triggerType);
 
+  const std::chrono::year_month_day today = LocalDate(std::time(nullptr));
   bool isTime = true;
   bool autoCheck = true;
   preferences.Use([&](KeldaUpdaterPrefs& settings) {
     if (triggerType != KXL_TRIGGER_MANUAL) {
-      isTime = IsTimeToLaunch(settings);
+      isTime = IsTimeToLaunch(settings, today);
       autoCheck = settings.AutoCheck.GetOr(true);
     }
     if (isTime && autoCheck) RecordLaunch(settings, triggerType);

@@ -2,6 +2,7 @@
 #ifndef KXL_API_UPDATE_CHECK_H
 #define KXL_API_UPDATE_CHECK_H
 
+#include <chrono>
 #include <cstdint>
 
 #include "api/request_preferences.h"
@@ -14,9 +15,9 @@ std::int32_t TriggerUpdateCheck(RequestPreferences& preferences, const char* app
                                 bool bOverrideData);
 
 // Whether the chosen interval (a week for AutoCheckFreq 1, else a month) has passed since
-// LastDateCheck, by the local calendar. True when there was no check yet or its text does not begin
-// with a date (see ParseDate), false when a setting cannot be read.
-bool IsTimeToLaunch(const KeldaUpdaterPrefs& preferences);
+// LastDateCheck. True when there was no check yet or its text does not begin with a date (see
+// ParseDate), false when a setting cannot be read.
+bool IsTimeToLaunch(const KeldaUpdaterPrefs& preferences, std::chrono::year_month_day today);
 
 }  // namespace kxl
 
