@@ -9,10 +9,15 @@ namespace kxl {
 // As setenv(3), which frees the list of variables when it grows: a thread that is in it then, in
 // getenv(3) or in localtime(3), ends the process. This one frees nothing that was ever in the
 // environment. It keeps each different value once, for as long as the process lives, whether the
-// library stays loaded or not. Remove variables with unsetenv(3).
+// library stays loaded or not. It takes no lock: a child forked while another thread of the host is
+// in setenv would wait for that one's for ever.
 //
-// For one thread at a time; one that calls setenv at the same moment may undo either change.
+// These are for one thread at a time; one that calls setenv at the same moment may undo either
+// change.
 void SetVariable(const std::string& name, const std::string& value);
+
+// As unsetenv(3), without its lock.
+void RemoveVariable(const std::string& name);
 
 }  // namespace kxl
 

@@ -78,4 +78,12 @@ void SetVariable(const std::string& name, const std::string& value) {
   Store(*place, text);
 }
 
+void RemoveVariable(const std::string& name) {
+  const std::string assignment = name + "=";
+  for (char** place = Find(Variables(), assignment); *place != nullptr;
+       place = Find(place, assignment)) {
+    for (char** entry = place; *entry != nullptr; ++entry) Store(*entry, entry[1]);
+  }
+}
+
 }  // namespace kxl

@@ -157,7 +157,7 @@ class ScopedEnvironment {
       if (value) {
         SetVariable(name, *value);
       } else {
-        unsetenv(name.c_str());
+        RemoveVariable(name);
       }
     }
   }
