@@ -81,20 +81,6 @@ TEST(Trace, TheResultWaitsForTheNextCall) {
   EXPECT_EQ(host.Exit(), 0);
 }
 
-int FirstCallsFromManyThreads(const Link& /*parent*/, const Arguments& /*arguments*/) {
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 8; ++i) threads.emplace_back([] { KXLGetVersion(); });
-  for (std::thread& thread : threads) thread.join();
-  return 0;
-}
-
-// Of several first calls at once none may find the log closed, which would turn it off.
-TEST(Trace, ManyFirstCallsMakeOneLog) {
-  EXPECT_EQ(ChildProcess(FirstCallsFromManyThreads, {}, WithAccounts()).Exit(), 0);
-  EXPECT_EQ(Count(Log(), "In KXLGetVersion"), 8U);
-  EXPECT_EQ(Count(Log(), ">>> Kelda"), 1U) << "opened twice";
-}
-
 // Forks while another thread's first call waits for the preferences; the child makes a call of its
 // own.
 int ForkDuringTheFirstCall(const Link& /*parent*/, const Arguments& arguments) {
