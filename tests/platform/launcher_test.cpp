@@ -22,7 +22,7 @@ TEST(Launcher, StartsTheBundleDetached) {
   WriteScript(UpdaterExecutable(),
               "exec >\"$KXL_ROOT/fifo\"\n"
               "echo \"$KX_LAUNCH_MODE:$(readlink /proc/self/fd/0)\"\n"
-              "ls -v /proc/$$/fd | tr '\\n' ' '\n"
+              "ls -v /proc/$$/fd\n"
               "[ \"$(cut -d' ' -f6 /proc/$$/stat)\" = \"$PARENT_SESSION\" ] || echo own\n");
   const int inherited = open("/dev/null", O_RDONLY);  // without close-on-exec
   ASSERT_LT(inherited, 10);
@@ -32,7 +32,7 @@ TEST(Launcher, StartsTheBundleDetached) {
                                            {"PARENT_SESSION", std::to_string(getsid(0))}}));
   signal(SIGCHLD, SIG_DFL);
   // Reading waits for all that the script says. The shell has its script open too, as 10.
-  EXPECT_EQ(ReadFile(fifo), "5:/dev/null\n0 1 2 10 own\n");
+  EXPECT_EQ(ReadFile(fifo), "5:/dev/null\n0\n1\n2\n10\nown\n");
   EXPECT_STREQ(getenv("KX_LAUNCH_MODE"), "5");
   EXPECT_EQ(waitpid(-1, nullptr, __WALL | WNOHANG), -1) << "a child was left to the host";
   close(inherited);
