@@ -35,7 +35,6 @@ void TraceException() noexcept;
 template <typename Result, typename Body>
 void GuardEntry(Result& result, Body body) noexcept {
   const CancellationBlock noCancellation;
-  const FileSizeSignalBlock noSignal;
   try {
     body(result);
   } catch (...) {

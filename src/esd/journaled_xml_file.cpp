@@ -30,29 +30,24 @@ bool JournaledXMLFile::SetPath(const std::string& newPath) {
 
 bool JournaledXMLFile::Save() {
   // A document that would not parse again must not take the place of one that does.
-  if (IsJournalUnknown() || !Document() || !esd::ReadsBack(*Document()) || !WriteJournal()) {
-    return false;
-  }
+  if (IsJournalUnknown() || !Document()) return false;
+  std::string text;
+  if (!esd::PrintNode(*Document(), text) || !WriteJournal(text)) return false;
   // What stands under the journal's name after the exchange is the old content.
   return FileExchange(path_, journalPath_) && DiscardJournal();
 }
 
-bool JournaledXMLFile::WriteJournal() {
-  ESDofstream journal(journalPath_, "wb", std::ios::out | std::ios::trunc | std::ios::binary,
-                      Links::kRefuse);
-  if (journal.IsOpen()) {
-    // The mode comes first: a journal that a dying process leaves must be readable for the next
-    // one.
-    const bool hasMode = SetFileMode(journal);
-    esd::WriteNode(journal.Stream(), *Document());
-    // What is larger would not be read again.
-    const bool isReadable =
-        journal.Stream().tellp() <= static_cast<std::streamoff>(kMaximumFileSize);
-    // A full disk shows at any of these.
-    const bool written = hasMode && isReadable && journal.Sync();
-    if (journal.Close() && written) return true;
+bool JournaledXMLFile::WriteJournal(const std::string& text) {
+  ESDofstream journal(journalPath_, FileAccess::kReplace, Links::kRefuse);
+  if (!journal.IsOpen()) {
+    // One that was made, but could not be taken into use.
+    if (IsEmptyFile(journalPath_)) DeleteFile(journalPath_);
+    return false;
   }
-  // Also one that was made, but could not be taken into use.
+  // The mode comes first: a journal that a dying process leaves must be readable for the next one.
+  // A full disk shows at any of the others.
+  const bool isWritten = SetFileMode(journal) && journal.Write(text) && journal.Sync();
+  if (journal.Close() && isWritten) return true;
   DeleteFile(journalPath_);
   return false;
 }
@@ -60,7 +55,7 @@ bool JournaledXMLFile::WriteJournal() {
 // An empty journal is a torn one: where it cannot be deleted, that does as well.
 bool JournaledXMLFile::DiscardJournal() {
   return DeleteFile(journalPath_) ||
-         ESDofstream(journalPath_, "wb", std::ios::out | std::ios::trunc, Links::kRefuse).IsOpen();
+         ESDofstream(journalPath_, FileAccess::kReplace, Links::kRefuse).IsOpen();
 }
 
 JournaledXMLFile::Journal JournaledXMLFile::RestoreFromJournal() {

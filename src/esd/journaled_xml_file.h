@@ -65,7 +65,7 @@ class JournaledXMLFile {
  private:
   enum class Journal { kNone, kRestored, kUnknown };
   Journal RestoreFromJournal();
-  bool WriteJournal();
+  bool WriteJournal(const std::string& text);
   bool DiscardJournal();
 
   esd::ExpatDOMBuilder builder_;

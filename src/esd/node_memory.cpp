@@ -1,17 +1,46 @@
 #include "esd/node_memory.h"
 
+#include <algorithm>
+#include <cstring>
+
 namespace esd {
 
-namespace {
+void* NodeMemory::Take(std::size_t size, std::size_t alignment) {
+  void* place = free_;
+  auto room = static_cast<std::size_t>(end_ - free_);
+  if (std::align(alignment, size, place, room) == nullptr) {
+    const std::size_t piece = std::max(nextPiece_, size + alignment);
+    // Not filled with zeros: the system gives pages as they are first written to.
+    pieces_.push_back(std::make_unique_for_overwrite<char[]>(piece));
+    nextPiece_ = piece * 2;
+    place = pieces_.back().get();
+    end_ = pieces_.back().get() + piece;
+    room = piece;
+    std::align(alignment, size, place, room);
+  }
+  free_ = static_cast<char*>(place) + size;
+  return place;
+}
 
-constexpr std::size_t kFirstPiece = 4096;  // bytes; the others are larger and larger
+std::string_view NodeMemory::Keep(std::string_view text) {
+  if (text.empty()) return {};
+  auto* const copy = static_cast<char*>(Take(text.size(), 1));
+  std::memcpy(copy, text.data(), text.size());
+  return {copy, text.size()};
+}
 
-}  // namespace
-
-NodeMemory::NodeMemory() : pieces_(kFirstPiece, std::pmr::new_delete_resource()) {}
-
-void NodeMemory::RemoveUser() {
-  if (users_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+std::string_view NodeMemory::Join(std::string_view kept, std::string_view more) {
+  if (more.empty()) return kept;
+  if (kept.empty()) return Keep(more);
+  const bool isLast = kept.data() + kept.size() == free_;
+  if (isLast && more.size() <= static_cast<std::size_t>(end_ - free_)) {
+    Keep(more);
+    return {kept.data(), kept.size() + more.size()};
+  }
+  auto* const copy = static_cast<char*>(Take(kept.size() + more.size(), 1));
+  std::memcpy(copy, kept.data(), kept.size());
+  std::memcpy(copy + kept.size(), more.data(), more.size());
+  return {copy, kept.size() + more.size()};
 }
 
 }  // namespace esd

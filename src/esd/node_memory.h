@@ -1,58 +1,52 @@
-// The memory of a document's nodes.
+// The memory of a document.
 #ifndef KXL_ESD_NODE_MEMORY_H
 #define KXL_ESD_NODE_MEMORY_H
 
-#include <atomic>
+#include <boost/shared_ptr.hpp>
 #include <cstddef>
-#include <memory_resource>
+#include <memory>
+#include <string_view>
+#include <vector>
 
 namespace esd {
 
-// Where the nodes of one document take their memory from, without giving any back before the last
-// of them has gone: documents are read and dropped as a whole. For one thread at a time.
+// Where the nodes of one document and all that they hold take their memory from. Nothing is given
+// back before the document as a whole: what a node drops or replaces stays until then. For one
+// thread at a time. Throws std::bad_alloc, and is as it was then.
 class NodeMemory {
  public:
-  // Has one user, who made it.
-  static NodeMemory* New() { return new NodeMemory; }
-  void AddUser() { users_.fetch_add(1, std::memory_order_relaxed); }
-  // Deletes itself with the last one.
-  void RemoveUser();
+  NodeMemory() = default;
+  NodeMemory(const NodeMemory&) = delete;
+  NodeMemory& operator=(const NodeMemory&) = delete;
 
-  std::pmr::memory_resource* Resource() { return &pieces_; }
+  // Announces how much is going to be needed, in bytes: the next piece that is taken from the heap
+  // is that large. More than that is taken in larger and larger pieces.
+  void Expect(std::size_t size) { nextPiece_ = size; }
 
- private:
-  NodeMemory();
-  ~NodeMemory() = default;
-
-  std::atomic<std::size_t> users_ = 1;
-  std::pmr::monotonic_buffer_resource pieces_;
-};
-
-// A standard allocator that places nodes in a memory, each of which is a user of it.
-template <typename T>
-class NodeAllocator {
- public:
-  using value_type = T;
-
-  explicit NodeAllocator(NodeMemory* memory) : memory_(memory) {}
-  template <typename U>
-  NodeAllocator(const NodeAllocator<U>& other) : memory_(other.Memory()) {}
-
-  T* allocate(std::size_t count) {
-    void* const place = memory_->Resource()->allocate(count * sizeof(T), alignof(T));
-    memory_->AddUser();
-    return static_cast<T*>(place);
-  }
-  void deallocate(T* /*place*/, std::size_t /*count*/) { memory_->RemoveUser(); }
-
-  NodeMemory* Memory() const { return memory_; }
-  template <typename U>
-  bool operator==(const NodeAllocator<U>& other) const {
-    return memory_ == other.Memory();
+  // Room for count objects, which must need no destructor.
+  template <typename T>
+  T* Allocate(std::size_t count) {
+    return static_cast<T*>(Take(count * sizeof(T), alignof(T)));
   }
 
+  // A copy of the text.
+  std::string_view Keep(std::string_view text);
+
+  // A copy of the one text, which was kept here, with the other one behind it. What was kept last
+  // is not copied for it, so that a text may come in any number of parts.
+  std::string_view Join(std::string_view kept, std::string_view more);
+
+  // Keeps the owner of another document's node, which has got a place in this one.
+  void KeepOwner(boost::shared_ptr<void> owner) { owners_.push_back(std::move(owner)); }
+
  private:
-  NodeMemory* memory_;
+  void* Take(std::size_t size, std::size_t alignment);
+
+  std::vector<std::unique_ptr<char[]>> pieces_;
+  std::vector<boost::shared_ptr<void>> owners_;
+  char* free_ = nullptr;  // what is left of the last piece
+  char* end_ = nullptr;
+  std::size_t nextPiece_ = 512;
 };
 
 }  // namespace esd

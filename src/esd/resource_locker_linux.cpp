@@ -26,6 +26,7 @@ std::mutex inLibrary;
     [] { inLibrary.lock(); }, [] { inLibrary.unlock(); }, [] { inLibrary.unlock(); });
 
 sem_t* Make(const std::string& name) {
+  const kxl::FileSizeSignalBlock noSignal;  // a semaphore is a file of 32 bytes
   const std::lock_guard<std::mutex> guard(inLibrary);
   return sem_open(name.c_str(), O_CREAT | O_EXCL, 0700, 1);
 }

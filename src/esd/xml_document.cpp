@@ -1,61 +1,59 @@
 #include "esd/xml_document.h"
 
-#include <algorithm>
 #include <boost/make_shared.hpp>
-#include <cstddef>
-#include <iterator>
+#include <cstring>
 #include <new>
 #include <stdexcept>
-#include <utility>
+#include <type_traits>
 
 namespace esd {
 
 namespace {
 
-constexpr std::size_t kUsualChildren = 2;  // an application's
+constexpr std::uint32_t kUsualChildren = 2;  // an application's
 
-XMLNodePointer NewNode(std::string_view label, bool isDocument, NodeMemory* memory) {
-  // Not the default resource, which the host may have set for purposes of its own.
-  if (memory == nullptr) {
-    return boost::make_shared<XMLDocumentNode>(label, isDocument, std::pmr::new_delete_resource());
-  }
-  return boost::allocate_shared<XMLDocumentNode>(NodeAllocator<XMLDocumentNode>(memory), label,
-                                                 isDocument, memory->Resource());
+bool PrecedesByName(const Attribute& attribute, std::string_view name) {
+  return attribute.name < name;
 }
 
 }  // namespace
 
-XMLNodePointer XMLDocumentNode::NewDocument(NodeMemory* memory) {
-  XMLNodePointer document = NewNode("1.0", true, memory);
+XMLDocumentNode::XMLDocumentNode(std::string_view label, bool isDocument, NodeMemory& memory)
+    : memory_(&memory), isDocument_(isDocument) {
+  StoreLabel(memory.Keep(label));
+}
+
+XMLDocumentNode* XMLDocumentNode::New(std::string_view label, bool isDocument, NodeMemory& memory) {
+  static_assert(std::is_trivially_destructible_v<XMLDocumentNode>, "nobody destroys nodes");
+  return new (memory.Allocate<XMLDocumentNode>(1)) XMLDocumentNode(label, isDocument, memory);
+}
+
+XMLNodePointer XMLDocumentNode::NewTree(std::string_view label, bool isDocument) {
+  const auto memory = boost::make_shared<NodeMemory>();
+  return {memory, New(label, isDocument, *memory)};
+}
+
+XMLNodePointer XMLDocumentNode::NewDocument() {
+  XMLNodePointer document = NewTree("1.0", true);
   document->SetAttribute("encoding", "UTF-8");
   return document;
 }
 
-XMLNodePointer XMLDocumentNode::NewElement(std::string_view name, NodeMemory* memory) {
-  return NewNode(name, false, memory);
+XMLNodePointer XMLDocumentNode::NewElement(std::string_view name) { return NewTree(name, false); }
+
+void XMLDocumentNode::StoreLabel(std::string_view kept) {
+  label_ = kept.data();
+  labelSize_ = static_cast<std::uint32_t>(kept.size());
 }
 
-// Takes the tree apart level by level, since a host's thread may have a small stack. Without memory
-// for that the children go one inside the other.
-XMLDocumentNode::~XMLDocumentNode() {
-  Children doomed = std::move(children_);
-  while (!doomed.empty()) {
-    const XMLNodePointer node = std::move(doomed.back());
-    doomed.pop_back();
-    if (!node.unique() || node->children_.empty()) continue;
-    try {
-      doomed.reserve(doomed.size() + node->children_.size());
-    } catch (const std::bad_alloc&) {
-      continue;
-    }
-    std::move(node->children_.begin(), node->children_.end(), std::back_inserter(doomed));
-    node->children_.clear();
-  }
+void XMLDocumentNode::StoreText(std::string_view kept) {
+  text_ = kept.data();
+  textSize_ = static_cast<std::uint32_t>(kept.size());
 }
 
 std::optional<std::string_view> XMLDocumentNode::GetAttribute(std::string_view name) const {
-  for (const auto& [attributeName, value] : attributes_) {
-    if (attributeName == name) return value;
+  for (const Attribute& attribute : GetAttributes()) {
+    if (attribute.name == name) return attribute.value;
   }
   return std::nullopt;
 }
@@ -65,49 +63,99 @@ bool XMLDocumentNode::AttributeIs(std::string_view name, std::string_view value)
 }
 
 void XMLDocumentNode::SetAttribute(std::string_view name, std::string_view value) {
+  value = memory_->Keep(value);
   if (isDocument_ && name == "version") {
-    label_ = value;
-  } else {
-    const auto at = std::lower_bound(
-        attributes_.begin(), attributes_.end(), name,
-        [](const auto& attribute, std::string_view wanted) { return attribute.first < wanted; });
-    if (at != attributes_.end() && at->first == name) {
-      at->second = value;
-    } else {
-      attributes_.emplace(at, name, value);
-    }
+    StoreLabel(value);
+    return;
   }
+  Attribute* const end = attributes_ + attributeCount_;
+  Attribute* const at = std::lower_bound(attributes_, end, name, PrecedesByName);
+  if (at != end && at->name == name) {
+    at->value = value;
+    return;
+  }
+  auto* const enlarged = memory_->Allocate<Attribute>(attributeCount_ + 1);
+  Attribute* const place = std::uninitialized_copy(attributes_, at, enlarged);
+  new (place) Attribute{memory_->Keep(name), value};
+  std::uninitialized_copy(at, end, place + 1);
+  attributes_ = enlarged;
+  ++attributeCount_;
 }
 
 // One by one, a hostile order of many would move them all for each.
 void XMLDocumentNode::SetAttributes(const char** namesAndValues) {
-  for (; *namesAndValues != nullptr; namesAndValues += 2) {
-    attributes_.emplace_back(namesAndValues[0], namesAndValues[1]);
+  std::uint32_t count = 0;
+  while (namesAndValues[2 * count] != nullptr) ++count;
+  if (count == 0) return;
+  attributes_ = memory_->Allocate<Attribute>(count);
+  for (; attributeCount_ < count; ++attributeCount_, namesAndValues += 2) {
+    new (attributes_ + attributeCount_)
+        Attribute{memory_->Keep(namesAndValues[0]), memory_->Keep(namesAndValues[1])};
   }
-  std::sort(attributes_.begin(), attributes_.end());
+  std::sort(attributes_, attributes_ + count,
+            [](const Attribute& one, const Attribute& other) { return one.name < other.name; });
 }
 
-void XMLDocumentNode::AddChild(XMLNodePointer child) {
+void XMLDocumentNode::AppendChild(XMLDocumentNode* child) {
+  if (childCount_ == childCapacity_) {
+    const std::uint32_t capacity = childCapacity_ == 0 ? kUsualChildren : childCapacity_ * 2;
+    auto** const enlarged = memory_->Allocate<XMLDocumentNode*>(capacity);
+    std::copy_n(children_, childCount_, enlarged);
+    children_ = enlarged;
+    childCapacity_ = capacity;
+  }
+  children_[childCount_++] = child;
+}
+
+void XMLDocumentNode::AddChild(const XMLNodePointer& child) {
   if (!child) return;
-  if (children_.empty()) children_.reserve(kUsualChildren);
-  children_.push_back(std::move(child));
+  AppendChild(child.get());
+  if (child->memory_ != memory_) memory_->KeepOwner(child);
+}
+
+// An entry of our lists takes twice its text, in nodes and copies of its texts.
+void XMLDocumentNode::ExpectText(std::size_t size) { memory_->Expect(size * 2); }
+
+XMLDocumentNode& XMLDocumentNode::AppendElement(std::string_view name) {
+  XMLDocumentNode* const child = New(name, false, *memory_);
+  AppendChild(child);
+  return *child;
 }
 
 bool XMLDocumentNode::RemoveChild(const XMLNodePointer& child) {
-  const auto found = std::find(children_.begin(), children_.end(), child);
-  if (found == children_.end()) return false;
-  children_.erase(found);
+  XMLDocumentNode** const end = children_ + childCount_;
+  XMLDocumentNode** const found = std::find(children_, end, child.get());
+  if (found == end) return false;
+  std::copy(found + 1, end, found);
+  --childCount_;
   return true;
+}
+
+void XMLDocumentNode::CopyContent(const XMLDocumentNode& from) {
+  SetText(from.GetText());
+  attributes_ = memory_->Allocate<Attribute>(from.attributeCount_);
+  attributeCount_ = 0;
+  for (const Attribute& attribute : from.GetAttributes()) {
+    new (attributes_ + attributeCount_++)
+        Attribute{memory_->Keep(attribute.name), memory_->Keep(attribute.value)};
+  }
+}
+
+void XMLDocumentNode::CopyTree(const XMLDocumentNode& from) {
+  CopyContent(from);
+  for (const XMLDocumentNode* const child : from.GetChildren()) {
+    AppendElement(child->GetName()).CopyTree(*child);
+  }
 }
 
 const XMLDocumentNode* FindUniqueChild(const XMLDocumentNode* node, std::string_view name) {
   if (node == nullptr) return nullptr;
   const XMLDocumentNode* found = nullptr;
   const NameIs matches(name);
-  for (const XMLNodePointer& child : node->GetChildren()) {
+  for (const XMLDocumentNode* const child : node->GetChildren()) {
     if (!matches(*child)) continue;
     if (found != nullptr) return nullptr;
-    found = child.get();
+    found = child;
   }
   return found;
 }
@@ -115,34 +163,32 @@ const XMLDocumentNode* FindUniqueChild(const XMLDocumentNode* node, std::string_
 XMLNodePointer FindChild(const XMLNodePointer& node, std::string_view name) {
   if (!node) return {};
   const NameIs matches(name);
-  for (const XMLNodePointer& child : node->GetChildren()) {
-    if (matches(*child)) return child;
+  for (XMLDocumentNode* const child : node->GetChildren()) {
+    if (matches(*child)) return {node, child};
   }
   return {};
 }
 
 XMLNodePointer FindOrCreateChild(const XMLNodePointer& node, std::string_view name) {
   XMLNodePointer child = FindChild(node, name);
-  if (!child && node) {
-    child = XMLDocumentNode::NewElement(name);
-    node->AddChild(child);
-  }
-  return child;
+  return child || !node ? child : XMLNodePointer(node, &node->AppendElement(name));
 }
 
 XMLNodePointer CopyNode(const XMLNodePointer& node) {
   if (!node) return {};
-  XMLNodePointer copy = NewNode(node->label_, node->isDocument_, nullptr);
-  copy->attributes_ = node->attributes_;
-  copy->text_ = node->text_;
+  XMLNodePointer copy = XMLDocumentNode::NewTree(node->Label(), node->isDocument_);
+  copy->CopyContent(*node);
   return copy;
 }
 
 XMLNodePointer DeepCopyNode(const XMLNodePointer& node, const XMLNodePointer& newParent) {
-  XMLNodePointer copy = CopyNode(node);
-  if (!copy) throw std::runtime_error("Unable to duplicate node!");
+  if (!node) throw std::runtime_error("Unable to duplicate node!");
+  const XMLNodePointer copy =
+      newParent ? XMLNodePointer(newParent, XMLDocumentNode::New(node->Label(), node->isDocument_,
+                                                                 *newParent->memory_))
+                : XMLDocumentNode::NewTree(node->Label(), node->isDocument_);
+  copy->CopyTree(*node);
   if (newParent) newParent->AddChild(copy);
-  for (const XMLNodePointer& child : node->GetChildren()) DeepCopyNode(child, copy);
   return copy;
 }
 

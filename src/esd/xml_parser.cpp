@@ -1,29 +1,12 @@
 #include "esd/xml_parser.h"
 
-#define XML_DTD  // expat declares its limits on entities only then
 #include <expat.h>
 
+#include <algorithm>
 #include <cstring>
-#include <string_view>
 #include <utility>
 
-#include "esd/streams.h"
-
 namespace esd {
-
-namespace {
-
-constexpr int kChunkSize = 1024;  // bytes
-
-// What attributes take in a start tag, in bytes: pairs of name and value up to a null.
-std::size_t SizeInTag(const char** attributes) {
-  constexpr std::size_t kPunctuation = 2;  // of each half of ' name="value"'
-  std::size_t size = 0;
-  for (; *attributes != nullptr; ++attributes) size += std::strlen(*attributes) + kPunctuation;
-  return size;
-}
-
-}  // namespace
 
 struct ExpatDOMBuilder::Events {
   static void Register(ExpatDOMBuilder& builder) {
@@ -32,6 +15,7 @@ struct ExpatDOMBuilder::Events {
     XML_SetElementHandler(parser, StartElement, EndElement);
     XML_SetCharacterDataHandler(parser, CharacterData);
     XML_SetXmlDeclHandler(parser, Declaration);
+    XML_SetStartDoctypeDeclHandler(parser, DocumentType);
   }
 
   // An exception must not pass through expat's frames, which know nothing of it.
@@ -48,22 +32,18 @@ struct ExpatDOMBuilder::Events {
 
   static void StartElement(void* userData, const char* name, const char** attributes) {
     Guard(userData, [&](ExpatDOMBuilder& builder) {
-      // The attributes of the start tag come first. Those behind them are copied for each element,
-      // so that a small file could take all of the host's memory.
-      builder.suppliedSize_ +=
-          SizeInTag(attributes + XML_GetSpecifiedAttributeCount(builder.parser_.get()));
+      XML_Parser parser = builder.parser_.get();
+      const int namesAndValues = XML_GetSpecifiedAttributeCount(parser);
+      builder.elementCount_ += 1 + static_cast<std::size_t>(namesAndValues) / 2;
       // The document itself is one of the open nodes.
-      if (builder.openNodes_.size() > kMaximumDepth || ++builder.elementCount_ > kMaximumElements ||
-          builder.suppliedSize_ > kxl::kMaximumFileSize) {
-        XML_StopParser(builder.parser_.get(), XML_FALSE);
+      if (builder.openNodes_.size() > kMaximumDepth || builder.elementCount_ > kMaximumElements) {
+        XML_StopParser(parser, XML_FALSE);
         return;
       }
       builder.inElement_ = true;
-      XMLNodePointer element = XMLDocumentNode::NewElement(name, builder.memory_.get());
-      XMLDocumentNode* const node = element.get();
-      builder.openNodes_.back()->AddChild(std::move(element));
-      node->SetAttributes(attributes);
-      builder.openNodes_.push_back(node);
+      XMLDocumentNode& element = builder.openNodes_.back()->AppendElement(name);
+      element.SetAttributes(attributes);
+      builder.openNodes_.push_back(&element);
     });
   }
 
@@ -88,6 +68,13 @@ struct ExpatDOMBuilder::Events {
       builder.document_->SetAttribute("encoding", "UTF-8");
     });
   }
+
+  // Comes before anything that the document declares.
+  static void DocumentType(void* userData, const char* /*name*/, const char* /*systemId*/,
+                           const char* /*publicId*/, int hasInternalSubset) {
+    ExpatDOMBuilder& builder = *static_cast<ExpatDOMBuilder*>(userData);
+    if (hasInternalSubset != 0) XML_StopParser(builder.parser_.get(), XML_FALSE);
+  }
 };
 
 void ExpatDOMBuilder::ParserDeleter::operator()(XML_ParserStruct* parser) const {
@@ -101,10 +88,8 @@ void ExpatDOMBuilder::Reset() {
   parser_.reset();
   openNodes_.clear();
   document_.reset();
-  memory_.reset();
   inElement_ = false;
   elementCount_ = 0;
-  suppliedSize_ = 0;
   lastRead_ = ReadStatus::kUnreadable;
   thrown_ = nullptr;
 }
@@ -113,18 +98,15 @@ bool ExpatDOMBuilder::Init(const char* encoding, const char* separator) {
   Reset();
   parser_.reset(XML_ParserCreate_MM(encoding, nullptr, separator));
   if (!parser_) return false;
-  XML_SetBillionLaughsAttackProtectionActivationThreshold(parser_.get(), kxl::kMaximumFileSize);
-  XML_SetBillionLaughsAttackProtectionMaximumAmplification(parser_.get(), 1.0F);
-  memory_.reset(NodeMemory::New());
-  document_ = XMLDocumentNode::NewDocument(memory_.get());
+  document_ = XMLDocumentNode::NewDocument();
   openNodes_.push_back(document_.get());
   Events::Register(*this);
   return true;
 }
 
 bool ExpatDOMBuilder::ParseFile(const std::string& path, bool defaultResult, kxl::Links links) {
-  kxl::ESDifstream file(path, "rb", std::ios::in | std::ios::binary | std::ios::ate, links);
-  switch (file.Status()) {
+  const kxl::OpenedFile file = kxl::OpenRegularFile(path, kxl::FileAccess::kRead, links);
+  switch (file.status) {
     case kxl::OpenStatus::kOpened:
       break;
     case kxl::OpenStatus::kMissing:
@@ -143,36 +125,56 @@ bool ExpatDOMBuilder::ParseFile(const std::string& path, bool defaultResult, kxl
       lastRead_ = ReadStatus::kUnavailable;
       return defaultResult;
   }
-  if (file.Size() == 0) {
+  if (file.size == 0) {
     lastRead_ = ReadStatus::kDamaged;
     return defaultResult;
   }
-  lastRead_ = file.Size() > kxl::kMaximumFileSize ? ReadStatus::kDamaged : Parse(file.Stream());
+  lastRead_ = file.size > kxl::kMaximumFileSize ? ReadStatus::kDamaged
+                                                : ReadFrom(file.descriptor.get(), file.size);
   return lastRead_ == ReadStatus::kParsed;
 }
 
-bool ExpatDOMBuilder::ParseStream(std::istream& stream) {
-  lastRead_ = Parse(stream);
+bool ExpatDOMBuilder::ParseText(std::string_view text) {
+  lastRead_ = ReadStatus::kUnreadable;
+  void* const buffer =
+      parser_ ? XML_GetBuffer(parser_.get(), static_cast<int>(text.size() + 1)) : nullptr;
+  if (buffer == nullptr) return false;
+  std::memcpy(buffer, text.data(), text.size());
+  document_->ExpectText(text.size());
+  lastRead_ = ParseBuffer(text.size(), true);
   return lastRead_ == ReadStatus::kParsed;
 }
 
-ReadStatus ExpatDOMBuilder::Parse(std::istream& stream) {
-  std::uint64_t total = 0;
-  do {
-    void* buffer = XML_GetBuffer(parser_.get(), kChunkSize);
-    if (buffer == nullptr) return ReadStatus::kUnreadable;
-    stream.read(static_cast<char*>(buffer), kChunkSize);
-    if (stream.bad()) return ReadStatus::kUnreadable;
-    const auto count = static_cast<int>(stream.gcount());
-    total += static_cast<std::uint64_t>(count);
-    if (total > kxl::kMaximumFileSize) return ReadStatus::kDamaged;  // it is growing while we read
-    if (XML_ParseBuffer(parser_.get(), count, stream.eof()) != XML_STATUS_OK) {
-      if (thrown_) std::rethrow_exception(std::exchange(thrown_, nullptr));
-      return XML_GetErrorCode(parser_.get()) == XML_ERROR_NO_MEMORY ? ReadStatus::kUnreadable
-                                                                    : ReadStatus::kDamaged;
+// As a whole: expat walks a token that is not complete once more with each piece that it gets, so
+// that one token of megabytes would take minutes.
+ReadStatus ExpatDOMBuilder::ReadFrom(int descriptor, std::size_t size) {
+  document_->ExpectText(size);
+  std::size_t total = 0;
+  // One byte more than there should be: that it is missing tells that this is the end.
+  for (std::size_t wanted = size + 1;; wanted = total) {
+    void* const buffer = parser_ ? XML_GetBuffer(parser_.get(), static_cast<int>(wanted)) : nullptr;
+    std::size_t count = 0;
+    if (buffer == nullptr ||
+        !kxl::ReadUpTo(descriptor, static_cast<char*>(buffer), wanted, count)) {
+      return ReadStatus::kUnreadable;
     }
-  } while (!stream.eof());
-  return ReadStatus::kParsed;
+    total += count;
+    if (total > kxl::kMaximumFileSize) return ReadStatus::kDamaged;  // it grows while it is read
+    const bool isLast = count < wanted;
+    const ReadStatus status = ParseBuffer(count, isLast);
+    if (isLast || status != ReadStatus::kParsed) return status;
+  }
+}
+
+ReadStatus ExpatDOMBuilder::ParseBuffer(std::size_t size, bool isLast) {
+  if (XML_ParseBuffer(parser_.get(), static_cast<int>(size), isLast ? 1 : 0) == XML_STATUS_OK) {
+    // Its memory, as large as the file, is not needed beside that of what is written next.
+    if (isLast) parser_.reset();
+    return ReadStatus::kParsed;
+  }
+  if (thrown_) std::rethrow_exception(std::exchange(thrown_, nullptr));
+  return XML_GetErrorCode(parser_.get()) == XML_ERROR_NO_MEMORY ? ReadStatus::kUnreadable
+                                                                : ReadStatus::kDamaged;
 }
 
 }  // namespace esd

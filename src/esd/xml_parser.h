@@ -4,9 +4,9 @@
 
 #include <cstdint>
 #include <exception>
-#include <iosfwd>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "esd/xml_document.h"
@@ -17,10 +17,12 @@ struct XML_ParserStruct;
 namespace esd {
 
 // A document nested deeper than this, in elements, is not ours and counts as damaged, and so does a
-// file larger than kxl::kMaximumFileSize. Expanded entities, and attributes that the file's
-// document type supplies, count as if they stood in the file.
+// file larger than kxl::kMaximumFileSize, and one with declarations of its own: entities and
+// default attributes can make any amount of work and stack out of few bytes. A document type that
+// only names an external one is let be, and never fetched.
 inline constexpr std::size_t kMaximumDepth = 256;
-// So does one of more elements than this: each takes some two hundred bytes of the host's memory.
+// So does one of more elements and attributes than this, together: each takes some hundred bytes of
+// the host's memory.
 inline constexpr std::size_t kMaximumElements = 1000000;
 
 // What reading a file has met. Damage may be mended by starting the file anew; what could not be
@@ -51,14 +53,13 @@ class ExpatDOMBuilder {
   // Drops the document.
   void Reset();
 
-  // Reads one file, once between two calls of Init. True when it was parsed to its end; false when
-  // it is not well formed, breaks a limit or cannot be read; defaultResult when it cannot be opened
-  // or is empty. What was built before a failure stays in the document.
+  // Reads one document, once between two calls of Init. True when it was parsed to its end; false
+  // when it is not well formed, breaks a limit or cannot be read; defaultResult when it cannot be
+  // opened or is empty. What was built before a failure stays in the document.
   bool ParseFile(const std::string& path, bool defaultResult,
                  kxl::Links links = kxl::Links::kFollow);
-  // Reads a document from a stream to its end. True when it was parsed.
-  bool ParseStream(std::istream& stream);
-  // Why the last ParseFile or ParseStream answered what it did.
+  bool ParseText(std::string_view text);
+  // Why the last ParseFile or ParseText answered what it did.
   ReadStatus LastRead() const { return lastRead_; }
 
   // Null before Init and after Reset.
@@ -70,18 +71,13 @@ class ExpatDOMBuilder {
     void operator()(XML_ParserStruct* parser) const;
   };
 
-  struct NodeMemoryReleaser {
-    void operator()(NodeMemory* memory) const { memory->RemoveUser(); }
-  };
+  ReadStatus ReadFrom(int descriptor, std::size_t size);
+  ReadStatus ParseBuffer(std::size_t size, bool isLast);
 
-  ReadStatus Parse(std::istream& stream);
-
-  std::unique_ptr<NodeMemory, NodeMemoryReleaser> memory_;
   XMLNodePointer document_;
   std::vector<XMLDocumentNode*> openNodes_;  // they belong to the document
   bool inElement_ = false;
-  std::size_t elementCount_ = 0;
-  std::size_t suppliedSize_ = 0;  // of attributes that stand in no start tag, in bytes
+  std::size_t elementCount_ = 0;  // and attributes
   ReadStatus lastRead_ = ReadStatus::kUnreadable;
   std::exception_ptr thrown_;  // inside a callback, which must return to expat
   std::unique_ptr<XML_ParserStruct, ParserDeleter> parser_;

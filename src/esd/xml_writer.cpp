@@ -5,52 +5,49 @@
 #include <boost/locale/utf.hpp>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 
 #include "esd/xml_parser.h"
+#include "platform/regular_file.h"
 
 namespace esd {
 
 namespace {
 
-// A set of bytes, for a search that looks at each byte once.
-class CharacterSet {
- public:
-  explicit constexpr CharacterSet(std::string_view characters) {
-    for (const char character : characters) isIn_[static_cast<unsigned char>(character)] = true;
-  }
-
-  // Where the first of them stands; the size of the text when there is none.
-  std::size_t FindIn(std::string_view text) const {
-    std::size_t i = 0;
-    while (i < text.size() && !isIn_[static_cast<unsigned char>(text[i])]) ++i;
-    return i;
-  }
-
- private:
-  std::array<bool, 256> isIn_{};
+// What a byte means to what is printed.
+enum ByteKind : std::uint8_t {
+  kPlain = 0,
+  kQuote = 1,       // ends an attribute
+  kMarkup = 2,      // '&' and '<', which begin something else there
+  kEscaped = 4,     // the others of the five that texts escape
+  kSpace = 8,       // tab and line ends, which attributes do not keep
+  kForbidden = 16,  // control characters
+  kSequence = 32,   // begins or continues a character of several bytes
 };
+constexpr std::uint8_t kEscapedInText = kQuote | kMarkup | kEscaped;
+constexpr std::uint8_t kBreaksAttribute = kQuote | kMarkup;
 
-// Whether the text begins with eight printable ASCII characters, as nearly all of ours do.
-bool BeginsPlain(std::string_view text) {
-  constexpr std::uint64_t kEach = 0x0101010101010101;
-  std::uint64_t bytes;
-  if (text.size() < sizeof bytes) return false;
-  std::memcpy(&bytes, text.data(), sizeof bytes);
-  // A byte below 0x20 borrows from its own highest bit first.
-  return ((bytes | (bytes - kEach * 0x20)) & kEach * 0x80) == 0;
+constexpr std::array<std::uint8_t, 256> kKinds = [] {
+  std::array<std::uint8_t, 256> kinds{};
+  for (std::size_t byte = 0; byte < 0x20; ++byte) kinds[byte] = kForbidden;
+  for (std::size_t byte = 0x80; byte < 0x100; ++byte) kinds[byte] = kSequence;
+  for (const unsigned char byte : {'\t', '\n', '\r'}) kinds[byte] = kSpace;
+  for (const unsigned char byte : {'\'', '>'}) kinds[byte] = kEscaped;
+  for (const unsigned char byte : {'&', '<'}) kinds[byte] = kMarkup;
+  kinds['"'] = kQuote;
+  return kinds;
+}();
+
+// All kinds that occur in the text. Each byte is looked at once, without a branch.
+std::uint8_t KindsIn(std::string_view text) {
+  std::uint8_t kinds = kPlain;
+  for (const char byte : text) kinds |= kKinds[static_cast<unsigned char>(byte)];
+  return kinds;
 }
 
-bool IsXmlText(std::string_view text) {
-  while (BeginsPlain(text)) text.remove_prefix(sizeof(std::uint64_t));
+// Whether the sequences of several bytes are characters that XML knows.
+bool IsXmlUtf8(std::string_view text) {
   using Utf8 = boost::locale::utf::utf_traits<char>;
   for (auto at = text.begin(); at != text.end();) {
-    const auto byte = static_cast<unsigned char>(*at);
-    if (byte < 0x80) {
-      if (byte < 0x20 && byte != '\t' && byte != '\n' && byte != '\r') return false;
-      ++at;
-      continue;
-    }
     const boost::locale::utf::code_point codePoint = Utf8::decode(at, text.end());
     if (!boost::locale::utf::is_valid_codepoint(codePoint) || (codePoint & 0xFFFFFEU) == 0xFFFE) {
       return false;
@@ -59,135 +56,152 @@ bool IsXmlText(std::string_view text) {
   return true;
 }
 
-// Collects the text and passes it on in pieces: one call of the stream for a small file.
+bool IsXmlText(std::string_view text, std::uint8_t kinds) {
+  return (kinds & kForbidden) == 0 && ((kinds & kSequence) == 0 || IsXmlUtf8(text));
+}
+
+bool IsAttributeText(std::string_view value, std::uint8_t refused) {
+  const std::uint8_t kinds = KindsIn(value);
+  return (kinds & refused) == 0 && IsXmlText(value, kinds);
+}
+
+std::string_view EntityOf(char character) {
+  switch (character) {
+    case '"':
+      return "&quot;";
+    case '&':
+      return "&amp;";
+    case '\'':
+      return "&apos;";
+    case '<':
+      return "&lt;";
+    default:
+      return "&gt;";
+  }
+}
+
+// Prints a tree, and notices on the way what would not read back: a list of thousands of entries is
+// walked once for both.
 class Printer {
  public:
-  explicit Printer(std::ostream& stream) : stream_(stream) {}
+  explicit Printer(std::string& text) : text_(text) {}
 
+  bool ReadsBack() const {
+    return readsBack_ && elements_ <= kMaximumElements && text_.size() <= kxl::kMaximumFileSize;
+  }
+
+  void Print(const XMLDocumentNode& node) {
+    if (node.IsDocument()) {
+      PrintDocument(node);
+    } else {
+      PrintElement(node, 1);
+    }
+  }
+
+ private:
   void PrintDocument(const XMLDocumentNode& document) {
     text_ += "<?xml version=\"";
     text_ += document.GetVersion();
     text_ += "\" ";
-    for (const auto& [name, value] : document.GetAttributes()) {
-      PrintAttribute(name, value);
+    for (const Attribute& attribute : document.GetAttributes()) {
+      PrintAttribute(attribute);
       text_ += ' ';
     }
     text_ += "?>\n";
-    PrintChildren(document);
+    PrintChildren(document, 0);
   }
 
-  void PrintElement(const XMLDocumentNode& element) {
+  void PrintElement(const XMLDocumentNode& element, std::size_t depth) {
+    elements_ += 1 + element.GetAttributes().size();
+    if (depth > kMaximumDepth) readsBack_ = false;
     text_ += '<';
     text_ += element.GetName();
-    for (const auto& [name, value] : element.GetAttributes()) {
+    for (const Attribute& attribute : element.GetAttributes()) {
       text_ += ' ';
-      PrintAttribute(name, value);
+      PrintAttribute(attribute);
     }
     text_ += '>';
     if (!element.GetText().empty()) {
-      EscapeText(element.GetText(), text_);
+      PrintText(element.GetText());
     } else if (!element.GetChildren().empty()) {
       text_ += '\n';
     }
-    PrintChildren(element);
+    PrintChildren(element, depth);
     text_ += "</";
     text_ += element.GetName();
     text_ += '>';
   }
 
-  void Flush() {
-    stream_.write(text_.data(), static_cast<std::streamsize>(text_.size()));
-    text_.clear();
-  }
-
- private:
-  static constexpr std::size_t kPieceSize = 256UL * 1024;  // bytes
-
-  void PrintAttribute(std::string_view name, std::string_view value) {
-    text_ += name;
+  void PrintAttribute(const Attribute& attribute) {
+    text_ += attribute.name;
     text_ += "=\"";
-    text_ += value;
+    text_ += attribute.value;
     text_ += '"';
+    if (!IsAttributeText(attribute.value, kBreaksAttribute)) readsBack_ = false;
   }
 
-  void PrintChildren(const XMLDocumentNode& node) {
-    for (const XMLNodePointer& child : node.GetChildren()) {
-      PrintElement(*child);
-      text_ += '\n';
-      if (text_.size() >= kPieceSize) Flush();
+  void PrintText(std::string_view text) {
+    const std::uint8_t kinds = KindsIn(text);
+    if (!IsXmlText(text, kinds)) readsBack_ = false;
+    if ((kinds & kEscapedInText) == 0) {
+      text_ += text;
+    } else {
+      EscapeText(text, text_);
     }
   }
 
-  std::ostream& stream_;
-  std::string text_;
+  void PrintChildren(const XMLDocumentNode& node, std::size_t depth) {
+    for (const XMLDocumentNode* const child : node.GetChildren()) {
+      PrintElement(*child, depth + 1);
+      text_ += '\n';
+    }
+  }
+
+  std::string& text_;
+  std::size_t elements_ = 0;  // and attributes
+  bool readsBack_ = true;
 };
 
-constexpr CharacterSet kBreaksAttributes("\"&<");
-constexpr CharacterSet kChangesInAttributes("\"&<\t\n\r");
-
-bool ReadsBack(const XMLDocumentNode& node, const CharacterSet& refused, std::size_t depth,
-               std::size_t& elements) {
-  const auto& attributes = node.GetAttributes();
-  const auto& children = node.GetChildren();
-  elements += children.size();
-  return depth <= kMaximumDepth && elements <= kMaximumElements && IsXmlText(node.GetText()) &&
-         std::all_of(attributes.begin(), attributes.end(),
-                     [&](const auto& attribute) {
-                       const std::string_view value = attribute.second;
-                       return IsXmlText(value) && refused.FindIn(value) == value.size();
-                     }) &&
-         std::all_of(children.begin(), children.end(), [&](const XMLNodePointer& child) {
-           return ReadsBack(*child, refused, depth + 1, elements);
-         });
+bool KeepsAttributes(const XMLDocumentNode& node) {
+  const auto attributes = node.GetAttributes();
+  const auto children = node.GetChildren();
+  return std::all_of(
+             attributes.begin(), attributes.end(),
+             [](const Attribute& attribute) { return (KindsIn(attribute.value) & kSpace) == 0; }) &&
+         std::all_of(children.begin(), children.end(),
+                     [](const XMLDocumentNode* child) { return KeepsAttributes(*child); });
 }
 
 }  // namespace
 
 std::ostream& WriteNode(std::ostream& stream, const XMLDocumentNode& node) {
-  Printer printer(stream);
-  if (node.IsDocument()) {
-    printer.PrintDocument(node);
-  } else {
-    printer.PrintElement(node);
-  }
-  printer.Flush();
-  return stream;
+  std::string text;
+  PrintNode(node, text);
+  return stream.write(text.data(), static_cast<std::streamsize>(text.size()));
+}
+
+bool PrintNode(const XMLDocumentNode& node, std::string& text) {
+  Printer printer(text);
+  printer.Print(node);
+  return printer.ReadsBack();
 }
 
 bool ReadsBack(const XMLDocumentNode& node) {
-  std::size_t elements = 0;
-  return ReadsBack(node, kBreaksAttributes, node.IsDocument() ? 0 : 1, elements);
+  std::string text;
+  return PrintNode(node, text);
 }
 
 bool ReadsBackUnchanged(const XMLDocumentNode& node) {
-  std::size_t elements = 0;
-  return ReadsBack(node, kChangesInAttributes, node.IsDocument() ? 0 : 1, elements);
+  return ReadsBack(node) && KeepsAttributes(node);
 }
 
 void EscapeText(std::string_view text, std::string& out) {
-  static constexpr CharacterSet kSpecial("\"&'<>");
-  for (;;) {
-    const std::size_t special = kSpecial.FindIn(text);
-    out += text.substr(0, special);
-    if (special == text.size()) return;
-    switch (text[special]) {
-      case '"':
-        out += "&quot;";
-        break;
-      case '&':
-        out += "&amp;";
-        break;
-      case '\'':
-        out += "&apos;";
-        break;
-      case '<':
-        out += "&lt;";
-        break;
-      default:
-        out += "&gt;";
-        break;
+  for (const char character : text) {
+    if ((kKinds[static_cast<unsigned char>(character)] & kEscapedInText) == 0) {
+      out += character;
+    } else {
+      out += EntityOf(character);
     }
-    text.remove_prefix(special + 1);
   }
 }
 

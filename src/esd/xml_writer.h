@@ -25,12 +25,16 @@ namespace esd {
 // failures.
 std::ostream& WriteNode(std::ostream& stream, const XMLDocumentNode& node);
 
-// Whether what WriteNode prints of the node reads back: no attribute value holds one of the three
-// characters above, nothing holds what XML cannot carry (control characters other than tab and line
-// ends, malformed UTF-8, surrogates, U+FFFE and U+FFFF), and there are no more elements, nor deeper
-// ones, than the parser takes. A file that is written without this test may take everything else in
-// it with it. A tab or a line end in an attribute passes, and reads back as a space; a carriage
-// return in a text reads back as a line feed.
+// Appends what WriteNode prints to text, and answers whether it reads back: no attribute value
+// holds one of the three characters above, nothing holds what XML cannot carry (control characters
+// other than tab and line ends, malformed UTF-8, surrogates, U+FFFE and U+FFFF), and it is not
+// larger, has no more elements and attributes, nor deeper ones, than the parser takes. A file that
+// is written without this test may take everything else in it with it. A tab or a line end in an
+// attribute passes, and reads back as a space; a carriage return in a text reads back as a line
+// feed.
+bool PrintNode(const XMLDocumentNode& node, std::string& text);
+
+// The answer without the text.
 bool ReadsBack(const XMLDocumentNode& node);
 
 // The same, and no attribute value holds a tab or a line end: for what a caller wants to find again

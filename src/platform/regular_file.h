@@ -11,7 +11,7 @@
 namespace kxl {
 
 // No file of ours is larger (bytes); one that is counts as damaged.
-inline constexpr std::uint64_t kMaximumFileSize = 64UL * 1024 * 1024;
+inline constexpr std::size_t kMaximumFileSize = 16UL * 1024 * 1024;
 
 // Owns an open file descriptor, or none.
 class FileDescriptor {
@@ -26,6 +26,8 @@ class FileDescriptor {
   bool valid() const { return fd_ >= 0; }
   // Hands the descriptor over to the caller, who closes it.
   int Release();
+  // False when the system has failed at it: a write that it had taken may be lost.
+  bool Close();
 
  private:
   int fd_ = -1;
@@ -60,15 +62,20 @@ enum class OpenStatus {
 struct OpenedFile {
   OpenStatus status = OpenStatus::kUnavailable;
   FileDescriptor descriptor;
-  std::uint64_t size = 0;  // bytes, when it was opened
+  std::size_t size = 0;  // bytes, when it was opened
 };
 
 // Opens path when it is a regular file; the descriptor is one as OpenAt gives.
 OpenedFile OpenRegularFile(const std::string& path, FileAccess access, Links links);
 
 // Reads the whole file, through a link too. text is as it was unless the answer is kOpened; a file
-// that was opened and cannot be read, or is larger than kMaximumFileSize, is kUnavailable.
-OpenStatus ReadRegularFile(const std::string& path, std::string& text);
+// that was opened and cannot be read, or is larger than maximum (bytes), is kUnavailable.
+OpenStatus ReadRegularFile(const std::string& path, std::string& text,
+                           std::size_t maximum = kMaximumFileSize);
+
+// Reads until the end of the file or until there are size bytes in buffer; count tells how many.
+// False when that fails.
+bool ReadUpTo(int descriptor, char* buffer, std::size_t size, std::size_t& count);
 
 // Whether the open file has lost its last name.
 bool IsUnlinked(int descriptor);
@@ -85,7 +92,9 @@ bool SetMode(int descriptor, mode_t mode);
 // every number. Whether it has both at the end.
 bool SetOwner(int descriptor, uid_t owner, gid_t group);
 
-// Writes all of the text at the descriptor's position. False on a failure, after a part of it.
+// Writes all of the text at the descriptor's position. False on a failure, after a part of it; a
+// file that would grow beyond the process's limit is one, and no signal SIGXFSZ, which would end
+// the host.
 bool WriteAll(int descriptor, std::string_view text);
 
 }  // namespace kxl

@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <utility>
 
+#include "platform/thread_guards.h"
+
 namespace kxl {
 
 FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept {
@@ -19,6 +21,8 @@ FileDescriptor::~FileDescriptor() {
 }
 
 int FileDescriptor::Release() { return std::exchange(fd_, -1); }
+
+bool FileDescriptor::Close() { return close(Release()) == 0; }
 
 namespace {
 
@@ -85,29 +89,36 @@ OpenedFile OpenRegularFile(const std::string& path, FileAccess access, Links lin
     SetMode(fd.get(), (info.st_mode & 07777) | kOwnersRights);
   }
   file.status = OpenStatus::kOpened;
-  file.size = static_cast<std::uint64_t>(info.st_size);
+  file.size = static_cast<std::size_t>(info.st_size);
   file.descriptor = std::move(fd);
   return file;
 }
 
-OpenStatus ReadRegularFile(const std::string& path, std::string& text) {
+OpenStatus ReadRegularFile(const std::string& path, std::string& text, std::size_t maximum) {
   const OpenedFile file = OpenRegularFile(path, FileAccess::kRead, Links::kFollow);
   if (file.status != OpenStatus::kOpened) return file.status;
-  if (file.size > kMaximumFileSize) return OpenStatus::kUnavailable;
+  if (file.size > maximum) return OpenStatus::kUnavailable;
   std::string content(file.size, '\0');
   std::size_t size = 0;
-  while (size < content.size()) {
-    const ssize_t count = read(file.descriptor.get(), content.data() + size, content.size() - size);
-    if (count == 0) break;
-    if (count > 0) {
-      size += static_cast<std::size_t>(count);
-    } else if (errno != EINTR) {
-      return OpenStatus::kUnavailable;
-    }
+  if (!ReadUpTo(file.descriptor.get(), content.data(), content.size(), size)) {
+    return OpenStatus::kUnavailable;
   }
   content.resize(size);
   text = std::move(content);
   return OpenStatus::kOpened;
+}
+
+bool ReadUpTo(int descriptor, char* buffer, std::size_t size, std::size_t& count) {
+  for (count = 0; count < size;) {
+    const ssize_t more = read(descriptor, buffer + count, size - count);
+    if (more == 0) break;
+    if (more > 0) {
+      count += static_cast<std::size_t>(more);
+    } else if (errno != EINTR) {
+      return false;
+    }
+  }
+  return true;
 }
 
 bool IsUnlinked(int descriptor) {
@@ -142,6 +153,7 @@ bool SetOwner(int descriptor, uid_t owner, gid_t group) {
 }
 
 bool WriteAll(int descriptor, std::string_view text) {
+  const FileSizeSignalBlock noSignal;
   while (!text.empty()) {
     const ssize_t written = write(descriptor, text.data(), text.size());
     if (written >= 0) {

@@ -11,7 +11,7 @@ std::string AdminPrefsPath() { return MachinePath("etc/com.kelda.updater6.Admin.
 bool IsUpdateEnabledByAdmin(bool& enabled) {
   std::string text;
   bool isDisabled = false;
-  if (ReadRegularFile(AdminPrefsPath(), text) != OpenStatus::kOpened ||
+  if (ReadRegularFile(AdminPrefsPath(), text, kMaximumAdminListSize) != OpenStatus::kOpened ||
       !FindBoolean(text, "Disable.Update", isDisabled)) {
     return false;
   }

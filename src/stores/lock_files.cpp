@@ -10,9 +10,8 @@ namespace kxl {
 bool CreateLockFile(const std::string& name) {
   std::string path;
   if (!LockFilePath(name, path)) return false;
-  ESDofstream file(path, "wb", std::ios::out | std::ios::trunc | std::ios::binary);
-  if (!file.IsOpen()) return false;
-  file.Stream() << "lock";
+  ESDofstream file(path, FileAccess::kReplace);
+  file.Write("lock");
   return file.Close();
 }
 

@@ -92,8 +92,8 @@ bool KeldaUpdaterMissingCompsApp::AppendComponent(const KeldaUpdaterAMissingComp
 bool KeldaUpdaterMissingCompsApp::HasComponent(std::string_view name, std::string_view category,
                                                const Version& version, Wildcards wildcards) const {
   if (!Node()) return false;
-  const auto& children = Node()->GetChildren();
-  return std::any_of(children.begin(), children.end(), [&](const esd::XMLNodePointer& child) {
+  const auto children = Node()->GetChildren();
+  return std::any_of(children.begin(), children.end(), [&](const esd::XMLDocumentNode* child) {
     return kIsComponent(*child) && IsComponent(*child, name, category, version, wildcards);
   });
 }
@@ -219,7 +219,7 @@ bool KeldaUpdaterMissingCompsManager::RemoveComponents(
   const auto isFetched = [&](const esd::XMLDocumentNode& child) {
     return kIsComponent(child) &&
            std::any_of(components.begin(), components.end(), [&](const auto& component) {
-             return component.Node()->GetAttributes() == child.GetAttributes();
+             return std::ranges::equal(component.Node()->GetAttributes(), child.GetAttributes());
            });
   };
   return Attempt([&] {

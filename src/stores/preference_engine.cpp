@@ -89,12 +89,12 @@ bool PrefsWriter::ReplaceElement(const XMLNodePointer& element) {
 }
 
 bool PrefsWriter::Write() {
-  if (isUnknown_ || !ReadsBack(*document_)) return false;
-  kxl::ESDofstream file(path_, "wb", std::ios::out | std::ios::trunc | std::ios::binary);
-  if (!file.IsOpen()) return false;
-  WriteNode(file.Stream(), *document_);
+  std::string text;
+  if (isUnknown_ || !PrintNode(*document_, text)) return false;
+  kxl::ESDofstream file(path_, kxl::FileAccess::kReplace);
+  file.Write(text);
   const bool written = file.Close();
-  kxl::GetModificationStamp(path_, stamp_);
+  if (written) kxl::GetModificationStamp(path_, stamp_);
   return written;
 }
 

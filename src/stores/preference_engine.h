@@ -134,7 +134,7 @@ class MapPref {
     if (!writer_.GetElement(key_, element)) return false;
     if (!element) return true;
     std::map<std::string, V> read;
-    for (const XMLNodePointer& entry : element->GetChildren()) {
+    for (const XMLDocumentNode* const entry : element->GetChildren()) {
       const auto key = entry->GetAttribute("MapPrefKey");
       V value{};
       if (!key || !ParseValue(entry->GetText(), value)) return false;
@@ -147,10 +147,9 @@ class MapPref {
   bool Write(const std::map<std::string, V>& values) {
     const XMLNodePointer element = XMLDocumentNode::NewElement(key_);
     for (const auto& [key, value] : values) {
-      const XMLNodePointer entry = XMLDocumentNode::NewElement("MapPrefEntry");
-      entry->SetAttribute("MapPrefKey", key);
-      entry->SetText(FormatValue(value));
-      element->AddChild(entry);
+      XMLDocumentNode& entry = element->AppendElement("MapPrefEntry");
+      entry.SetAttribute("MapPrefKey", key);
+      entry.SetText(FormatValue(value));
     }
     return writer_.ReplaceElement(element);
   }

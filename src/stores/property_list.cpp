@@ -8,7 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <new>
-#include <sstream>
+#include <string>
 
 #include "esd/xml_parser.h"
 #include "esd/xml_writer.h"
@@ -132,13 +132,12 @@ class BinaryList {
 // its comments. It gets what our parser has read, printed anew; nothing for what that refuses.
 std::string PrintAnew(const std::string& text) {
   esd::ExpatDOMBuilder builder;
-  std::istringstream stream(text);
-  if (!builder.Init() || !builder.ParseStream(stream) || !esd::ReadsBack(*builder.Document())) {
+  std::string printed;
+  if (!builder.Init() || !builder.ParseText(text) ||
+      !esd::PrintNode(*builder.Document(), printed)) {
     return {};
   }
-  std::ostringstream printed;
-  esd::WriteNode(printed, *builder.Document());
-  return printed.str();
+  return printed;
 }
 
 Plist Parse(const PlistLibrary& library, const std::string& text) {

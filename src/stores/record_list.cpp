@@ -46,8 +46,8 @@ esd::SearchResult RecordList::Records() const {
 }
 
 esd::XMLNodePointer RecordList::FirstRecord(const std::string& appId) const {
-  for (const esd::XMLNodePointer& child : root_->GetChildren()) {
-    if (IsRecordOf(*child, appId)) return child;
+  for (esd::XMLDocumentNode* const child : root_->GetChildren()) {
+    if (IsRecordOf(*child, appId)) return {root_, child};
   }
   return {};
 }

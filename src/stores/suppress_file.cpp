@@ -20,7 +20,7 @@ constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";
 std::string Line(const Hold& hold) { return hold.appId + '\t' + FormatUtc(hold.end, ' ') + "\r\n"; }
 
 bool Empty(const std::string& path) {
-  return ESDofstream(path, "wb", std::ios::out | std::ios::trunc, Links::kRefuse).IsOpen();
+  return ESDofstream(path, FileAccess::kReplace, Links::kRefuse).IsOpen();
 }
 
 }  // namespace
@@ -35,8 +35,9 @@ bool SuppressFile::Read(std::time_t now) {
   const OpenStatus status = ReadRegularFile(path_, text);
   if (status != OpenStatus::kOpened && status != OpenStatus::kMissing) return false;
   for (std::string_view rest = text; !rest.empty();) {
-    const std::size_t lineEnd = std::min(rest.find('\n'), rest.size() - 1);
-    const std::string_view line = rest.substr(0, std::min(lineEnd + 1, kLongestLine));
+    // Looked for in one piece only: to the end of the file for each would take minutes.
+    const std::string_view piece = rest.substr(0, kLongestLine);
+    const std::string_view line = piece.substr(0, std::min(piece.find('\n'), piece.size() - 1) + 1);
     rest.remove_prefix(line.size());
     ReadLine(line.substr(0, line.find('\0')));
   }
@@ -102,16 +103,13 @@ bool SuppressFile::WriteBack() {
   if (isProtected) return false;
   const std::string companion = path_ + "_";
   DeleteFile(companion);  // of a process that died; it may deny even its owner
-  ESDofstream file(companion, "wb", std::ios::out | std::ios::trunc | std::ios::binary,
-                   Links::kRefuse);
-  if (file.IsOpen()) {
-    const bool hasMode = !exists || file.SetMode(mode);
-    for (const Hold& hold : holds_) file.Stream() << Line(hold);
-    const bool written = hasMode && file.Sync();
-    if (file.Close() && written && std::rename(companion.c_str(), path_.c_str()) == 0) return true;
-  }
-  // Also one that was made, but could not be taken into use.
-  DeleteFile(companion);
+  ESDofstream file(companion, FileAccess::kReplace, Links::kRefuse);
+  std::string text;
+  for (const Hold& hold : holds_) text += Line(hold);
+  const bool isWritten =
+      file.IsOpen() && (!exists || file.SetMode(mode)) && file.Write(text) && file.Sync();
+  if (file.Close() && isWritten && std::rename(companion.c_str(), path_.c_str()) == 0) return true;
+  DeleteFile(companion);  // also one that was made, but could not be taken into use
   return false;
 }
 

@@ -105,8 +105,7 @@ bool TraceLog::Open(const std::string& path, int level, const std::string& stamp
 void TraceLog::OpenStream() {
   // Anybody may lay a link under a name in the temporary folder.
   const Links links = path_.empty() || IsInTemporaryFolder(path_) ? Links::kRefuse : Links::kFollow;
-  stream_ =
-      std::make_unique<ESDofstream>(FilePath(path_), "a", std::ios::out | std::ios::app, links);
+  stream_ = std::make_unique<ESDofstream>(FilePath(path_), FileAccess::kAppend, links);
   if (!stream_->IsOpen()) {
     stream_.reset();
     level_ = 0;
@@ -138,14 +137,11 @@ void TraceLog::FlushQueue() {
   // Another process has cut the log and put a new file in its place.
   if (!queue_.empty() && stream_->IsUnlinked()) OpenStream();
   if (!stream_) return;
-  std::ostream& stream = stream_->Stream();
-  stream.clear();  // a disk that was full may have space again
-  stream << queue_ << std::flush;
+  stream_->Write(queue_);  // what a full disk does not take is not tried again
   queue_.clear();
 }
 
 void TraceLog::Shutdown() noexcept {
-  const FileSizeSignalBlock noSignal;
   try {
     Configure({}, 0, Mode::kClose);
     const boost::lock_guard<boost::mutex> guard(mutex_);

@@ -175,13 +175,14 @@ TEST(Suppression, AFileThatCannotBeRemovedIsEmptied) {
   }
 }
 
-int HoldWithoutStreams(const Link& /*parent*/, const Arguments& /*arguments*/) {
+int HoldWithoutNumbers(const Link& /*parent*/, const Arguments& /*arguments*/) {
+  close(STDIN_FILENO);  // whose number the companion gets first
   FailSystemCall(SYS_fcntl, EIO);
   return Set("a", 5);
 }
 
 TEST(Suppression, ACompanionThatWasMadeInVainGoes) {
-  EXPECT_EQ(ChildProcess(HoldWithoutStreams).Exit(), ESD_ERR_FAILURE);
+  EXPECT_EQ(ChildProcess(HoldWithoutNumbers).Exit(), ESD_ERR_FAILURE);
   EXPECT_FALSE(fs::exists(SuppressPath() + "_"));
 }
 

@@ -87,10 +87,12 @@ TEST(AdminPrefs, WhatUnfoldsTooFarIsNoList) {
   const std::string dict = "<plist version=\"1.0\"><dict><key>Disable.Update</key><true/>";
   const std::string end = "</dict></plist>";
   std::string nested;
-  for (int i = 0; i < 400000; ++i) nested += i < 200000 ? "<array>" : "</array>";
-  EXPECT_EQ(AnswerFrom("<!DOCTYPE plist [<!-- ]>" + nested + " -->]>" + dict + end), 0)
+  for (int i = 0; i < 20000; ++i) nested += i < 10000 ? "<array>" : "</array>";
+  EXPECT_EQ(AnswerFrom("<!DOCTYPE plist SYSTEM 'x'><!-- " + nested + " -->" + dict + end), 0)
       << "a comment is none of the list";
+  EXPECT_EQ(AnswerFrom("<!DOCTYPE plist [<!-- ]> -->]>" + dict + end), -1) << "declarations";
   EXPECT_EQ(AnswerFrom(dict + "<key>a</key>" + nested + end), -1);
+  EXPECT_EQ(AnswerFrom(dict + end + std::string(256 * 1024, ' ')), -1) << "too large";
 
   const std::string key =
       "\x5e"

@@ -75,10 +75,8 @@ bool MendHolds(const std::string& path) {
     std::string text;
     if (kxl::ReadRegularFile(path, text) != kxl::OpenStatus::kOpened) return false;
     if (!SetAside(path)) return false;
-    kxl::ESDofstream file(path, "wb", std::ios::out | std::ios::trunc | std::ios::binary,
-                          kxl::Links::kRefuse);
-    if (!file.IsOpen()) return false;
-    file.Stream() << ReadableHolds(text);
+    kxl::ESDofstream file(path, kxl::FileAccess::kReplace, kxl::Links::kRefuse);
+    file.Write(ReadableHolds(text));
     return file.Close();
   });
 }

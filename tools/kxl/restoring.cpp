@@ -15,8 +15,7 @@ namespace {
 
 esd::XMLNodePointer ParseElement(const std::string& text, std::string_view name) {
   esd::ExpatDOMBuilder builder;
-  std::istringstream stream(text);
-  if (!builder.Init() || !builder.ParseStream(stream)) return {};
+  if (!builder.Init() || !builder.ParseText(text)) return {};
   return esd::FindChild(builder.Document(), name);
 }
 

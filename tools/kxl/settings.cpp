@@ -46,7 +46,7 @@ bool IsValid(Type type, const std::string& text) {
 
 std::string MapText(const esd::XMLDocumentNode& element) {
   std::string text;
-  for (const esd::XMLNodePointer& entry : element.GetChildren()) {
+  for (const esd::XMLDocumentNode* const entry : element.GetChildren()) {
     if (!text.empty()) text += '\n';
     text += entry->GetAttribute("MapPrefKey").value_or("");
     text += '=';

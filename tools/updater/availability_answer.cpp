@@ -22,19 +22,17 @@ std::string AnswerDocument(bool hasUpdate) {
   const esd::XMLNodePointer document = esd::XMLDocumentNode::NewDocument();
   const esd::XMLNodePointer info = esd::FindOrCreateChild(document, "UpdateInfo");
   esd::FindOrCreateChild(info, "Result")->SetText(hasUpdate ? "1" : "0");
-  std::ostringstream text;
-  esd::WriteNode(text, *document);
-  return text.str();
+  std::string text;
+  esd::PrintNode(*document, text);
+  return text;
 }
 
 // Through a companion: a reader finds a whole answer or none.
 bool WriteAnswer(const std::string& path, const std::string& text) {
   if (!path.starts_with('/')) return false;  // the library found no folder for it
   const std::string companion = path + "_";
-  kxl::ESDofstream file(companion, "wb", std::ios::out | std::ios::trunc | std::ios::binary,
-                        kxl::Links::kRefuse);
-  if (!file.IsOpen()) return false;
-  file.Stream() << text;
+  kxl::ESDofstream file(companion, kxl::FileAccess::kReplace, kxl::Links::kRefuse);
+  file.Write(text);
   const bool written = file.Close() && kxl::FileExchange(path, companion);
   kxl::DeleteFile(companion);
   return written;
