@@ -5,21 +5,22 @@
 
 namespace esd {
 
-void* NodeMemory::Take(std::size_t size, std::size_t alignment) {
-  void* place = free_;
-  auto room = static_cast<std::size_t>(end_ - free_);
-  if (std::align(alignment, size, place, room) == nullptr) {
-    const std::size_t piece = std::max(nextPiece_, size + alignment);
-    // Not filled with zeros: the system gives pages as they are first written to.
-    pieces_.push_back(std::make_unique_for_overwrite<char[]>(piece));
-    nextPiece_ = piece * 2;
-    place = pieces_.back().get();
-    end_ = pieces_.back().get() + piece;
-    room = piece;
-    std::align(alignment, size, place, room);
-  }
-  free_ = static_cast<char*>(place) + size;
-  return place;
+void* NodeMemory::TakePiece(std::size_t size, std::size_t alignment) {
+  const std::size_t piece = std::max(nextPiece_, size + alignment);
+  // Not filled with zeros: the system gives pages as they are first written to.
+  pieces_.push_back(std::make_unique_for_overwrite<char[]>(piece));
+  nextPiece_ = piece * 2;
+  free_ = pieces_.back().get();
+  end_ = free_ + piece;
+  return Take(size, alignment);
+}
+
+std::string_view NodeMemory::KeepName(std::string_view name) {
+  if (name.empty()) return {};
+  const auto end = static_cast<unsigned char>(name.back());
+  std::string_view& kept = names_[(name.size() * 5 + end) % names_.size()];
+  if (kept != name) kept = Keep(name);
+  return kept;
 }
 
 std::string_view NodeMemory::Keep(std::string_view text) {

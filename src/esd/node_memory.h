@@ -2,8 +2,10 @@
 #ifndef KXL_ESD_NODE_MEMORY_H
 #define KXL_ESD_NODE_MEMORY_H
 
+#include <array>
 #include <boost/shared_ptr.hpp>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string_view>
 #include <vector>
@@ -31,6 +33,8 @@ class NodeMemory {
 
   // A copy of the text.
   std::string_view Keep(std::string_view text);
+  // The same for names, of which a document has few, many times each: most are copied once.
+  std::string_view KeepName(std::string_view name);
 
   // A copy of the one text, which was kept here, with the other one behind it. What was kept last
   // is not copied for it, so that a text may come in any number of parts.
@@ -40,13 +44,21 @@ class NodeMemory {
   void KeepOwner(boost::shared_ptr<void> owner) { owners_.push_back(std::move(owner)); }
 
  private:
-  void* Take(std::size_t size, std::size_t alignment);
+  void* Take(std::size_t size, std::size_t alignment) {
+    const std::size_t gap = -reinterpret_cast<std::uintptr_t>(free_) & (alignment - 1);
+    if (gap + size > static_cast<std::size_t>(end_ - free_)) return TakePiece(size, alignment);
+    char* const place = free_ + gap;
+    free_ = place + size;
+    return place;
+  }
+  void* TakePiece(std::size_t size, std::size_t alignment);
 
   std::vector<std::unique_ptr<char[]>> pieces_;
   std::vector<boost::shared_ptr<void>> owners_;
   char* free_ = nullptr;  // what is left of the last piece
   char* end_ = nullptr;
   std::size_t nextPiece_ = 512;
+  std::array<std::string_view, 16> names_;  // that were kept last, by size and end
 };
 
 }  // namespace esd

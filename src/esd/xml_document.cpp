@@ -20,7 +20,7 @@ bool PrecedesByName(const Attribute& attribute, std::string_view name) {
 
 XMLDocumentNode::XMLDocumentNode(std::string_view label, bool isDocument, NodeMemory& memory)
     : memory_(&memory), isDocument_(isDocument) {
-  StoreLabel(memory.Keep(label));
+  StoreLabel(memory.KeepName(label));
 }
 
 XMLDocumentNode* XMLDocumentNode::New(std::string_view label, bool isDocument, NodeMemory& memory) {
@@ -76,7 +76,7 @@ void XMLDocumentNode::SetAttribute(std::string_view name, std::string_view value
   }
   auto* const enlarged = memory_->Allocate<Attribute>(attributeCount_ + 1);
   Attribute* const place = std::uninitialized_copy(attributes_, at, enlarged);
-  new (place) Attribute{memory_->Keep(name), value};
+  new (place) Attribute{memory_->KeepName(name), value};
   std::uninitialized_copy(at, end, place + 1);
   attributes_ = enlarged;
   ++attributeCount_;
@@ -90,7 +90,7 @@ void XMLDocumentNode::SetAttributes(const char** namesAndValues) {
   attributes_ = memory_->Allocate<Attribute>(count);
   for (; attributeCount_ < count; ++attributeCount_, namesAndValues += 2) {
     new (attributes_ + attributeCount_)
-        Attribute{memory_->Keep(namesAndValues[0]), memory_->Keep(namesAndValues[1])};
+        Attribute{memory_->KeepName(namesAndValues[0]), memory_->Keep(namesAndValues[1])};
   }
   std::sort(attributes_, attributes_ + count,
             [](const Attribute& one, const Attribute& other) { return one.name < other.name; });
@@ -137,7 +137,7 @@ void XMLDocumentNode::CopyContent(const XMLDocumentNode& from) {
   attributeCount_ = 0;
   for (const Attribute& attribute : from.GetAttributes()) {
     new (attributes_ + attributeCount_++)
-        Attribute{memory_->Keep(attribute.name), memory_->Keep(attribute.value)};
+        Attribute{memory_->KeepName(attribute.name), memory_->Keep(attribute.value)};
   }
 }
 
