@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -24,24 +23,33 @@ namespace updater {
 
 namespace {
 
-// Keeps other updaters out of the folder for as long as one lives; the system lets go of it when
-// the process is killed.
+// What is being fetched, and is all that a killed updater leaves in the folder. Used by whoever has
+// the folder for himself.
+constexpr char kPartialName[] = ".kxl.part";
+
+// Waits until no other updater is at work in the folder, and keeps others out for as long as one
+// lives; the system lets go of it when the process is killed.
 class FolderGuard {
  public:
   explicit FolderGuard(const std::string& folder)
       : folder_(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-    while (flock(folder_.get(), LOCK_EX) != 0 && errno == EINTR) {
-    }
+    do {
+      isHeld_ = flock(folder_.get(), LOCK_EX) == 0;
+    } while (!isHeld_ && errno == EINTR);
   }
+
+  // False when the folder cannot be opened, or lies where nobody can be kept out.
+  bool IsHeld() const { return isHeld_; }
 
  private:
   kxl::FileDescriptor folder_;
+  bool isHeld_ = false;
 };
 
 // Under its name in the folder stands the whole file, or what was there before.
 bool Fetch(const std::string& file, const std::string& folder) {
   const std::string name = std::filesystem::path(file).filename();
-  const std::string partial = kxl::JoinPath(folder, ".kxl-" + std::to_string(getpid()) + ".part");
+  const std::string partial = kxl::JoinPath(folder, kPartialName);
   kxl::DeleteFile(partial);
   const bool fetched = kxl::CopyFile(file, partial) &&
                        rename(partial.c_str(), kxl::JoinPath(folder, name).c_str()) == 0;
@@ -69,6 +77,7 @@ bool FetchMissingComponents() {
   if (!kxl::CreateFolderTree(folder)) return false;
 
   const FolderGuard guard(folder);
+  if (!guard.IsHeld()) return false;
   kxl::KeldaUpdaterMissingCompsManager list;
   std::vector<kxl::KeldaUpdaterMissingCompsApp> apps;
   if (!list.GetMissingCompsApps(apps)) return false;
