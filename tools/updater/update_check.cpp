@@ -2,6 +2,7 @@
 
 #include <boost/date_time/gregorian/gregorian.hpp>
 #include <ctime>
+#include <exception>
 #include <vector>
 
 #include "platform/folders.h"
@@ -51,7 +52,12 @@ bool AreNoticesHeld() {
   std::string folder;
   if (!kxl::GetDataFolder(folder)) return false;
   kxl::SuppressFile file(kxl::JoinPath(folder, kxl::kSuppressFileName));
-  if (!file.Lock() || !file.Read(std::time(nullptr))) return false;
+  try {
+    if (!file.Lock() || !file.Read(std::time(nullptr))) return false;
+  } catch (const std::exception& error) {
+    Log(std::string("No hold counts: ") + error.what());
+    return false;
+  }
   for (const kxl::Hold& hold : file.Holds()) Log("Notices are held back by " + hold.appId);
   return !file.Holds().empty();
 }

@@ -12,7 +12,7 @@ namespace updater {
 bool CheckForUpdates(const std::string& appId);
 
 // Reads the holds that applications have put on update notices, and logs them. Answers whether
-// there are any.
+// there are any; none can be told from a file with a line that nobody can read.
 bool AreNoticesHeld();
 
 }  // namespace updater
