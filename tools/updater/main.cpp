@@ -1,5 +1,6 @@
 // The reference updater: the other side of every file that libkxl writes, small enough to read in
 // one sitting. It does one task a start, which its environment names (see README.md), and ends.
+#include <chrono>
 #include <cstdlib>
 #include <exception>
 #include <optional>
@@ -88,19 +89,28 @@ void HandleNotification(std::string_view object) noexcept {
   }
 }
 
+// How long to go on after the task; nothing: not at all.
+std::optional<std::chrono::seconds> ReadStay() {
+  const std::string text = Variable("KXL_UPDATER_STAY");
+  if (text.empty()) return std::nullopt;
+  std::int32_t quietSeconds = 0;
+  if (!esd::ParseInteger(text, quietSeconds) || quietSeconds < 0) {
+    throw std::runtime_error("Cannot stay as asked: " + text);
+  }
+  return std::chrono::seconds(quietSeconds);
+}
+
 int Run() {
   OpenLog();
   const updater::Misbehaviour misbehaviour = updater::ReadMisbehaviour();
   if (misbehaviour.kind == updater::Misbehaviour::Kind::kExit) return misbehaviour.number;
-  std::int32_t quietSeconds = 0;
-  const bool stays = esd::ParseInteger(Variable("KXL_UPDATER_STAY"), quietSeconds);
-  if (quietSeconds < 0) throw std::runtime_error("Cannot stay for less than no time.");
+  const std::optional<std::chrono::seconds> quiet = ReadStay();
   // Before the task, so that nothing posted during it is lost.
   std::optional<updater::Notifications> notifications;
-  if (stays) notifications.emplace(HandleNotification);
+  if (quiet) notifications.emplace(HandleNotification);
   const kxl::ModificationStamp before = ListStamp();
   bool done = DoTask(misbehaviour);
-  if (stays) notifications->Serve(std::chrono::seconds(quietSeconds));
+  if (quiet) notifications->Serve(*quiet);
   notifications.reset();
   // An application that found this process running has not started another one.
   if (ListStamp() != before) done = updater::FetchMissingComponents() && done;
@@ -111,6 +121,7 @@ int Run() {
 }  // namespace
 
 int main() {
+  updater::HoldEndRequests();
   try {
     return Run();
   } catch (const std::exception& error) {

@@ -11,14 +11,24 @@
 
 namespace updater {
 
-Notifications::Notifications(Handler handler) : handler_(std::move(handler)) {
-  // A task that is under way is finished first.
+namespace {
+
+constexpr int kEndRequests[] = {SIGTERM, SIGINT, SIGHUP};
+
+}  // namespace
+
+void HoldEndRequests() {
   sigset_t signals;
   sigemptyset(&signals);
-  sigaddset(&signals, SIGTERM);
+  for (const int request : kEndRequests) sigaddset(&signals, request);
   sigprocmask(SIG_BLOCK, &signals, nullptr);
+}
+
+Notifications::Notifications(Handler handler) : handler_(std::move(handler)) {
   if (sd_event_new(&event_) < 0) throw std::bad_alloc();
-  sd_event_add_signal(event_, nullptr, SIGTERM, nullptr, nullptr);
+  for (const int request : kEndRequests) {
+    sd_event_add_signal(event_, nullptr, request, nullptr, nullptr);
+  }
   if (Connect()) return;
   kxl::LogMessage(kxl::kLogNormal, kxl::Flush::kYes, "Not on the session bus.");
   bus_ = sd_bus_flush_close_unref(bus_);

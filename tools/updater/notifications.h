@@ -12,6 +12,10 @@ struct sd_event;
 
 namespace updater {
 
+// Lets SIGTERM, SIGINT and SIGHUP wait for Notifications::Serve, and end nothing else from now on:
+// the task at hand is finished, and its locks are given back. To be called before any is taken.
+void HoldEndRequests();
+
 // Owns the name com.kelda.updater6 for as long as one lives. What is posted meanwhile waits for
 // Serve. Without a bus, or with the name taken, nothing is ever received.
 class Notifications {
@@ -25,7 +29,8 @@ class Notifications {
   Notifications(const Notifications&) = delete;
   Notifications& operator=(const Notifications&) = delete;
 
-  // Handles what comes until nothing has come for so long, or SIGTERM, which waits for Serve too.
+  // Handles what comes until nothing has come for so long, or until a request to end that was held,
+  // before or meanwhile.
   void Serve(std::chrono::seconds quiet);
 
  private:
