@@ -2,8 +2,8 @@
 
 #include <csignal>
 #include <sstream>
+#include <utility>
 
-#include "esd/resource_locker.h"
 #include "esd/streams.h"
 #include "esd/xml_writer.h"
 #include "platform/file_copy.h"
@@ -40,11 +40,14 @@ bool WriteAnswer(const std::string& path, const std::string& text) {
 
 }  // namespace
 
-bool AnswerAvailability(const std::string& appId, const std::string& answerPath,
-                        const Misbehaviour& misbehaviour) {
-  // The library takes the lock for a moment when it looks whether it is free.
-  esd::ResourceLocker lock(kxl::RequestLockName(appId), 1000);
-  if (!lock.Lock()) {
+AvailabilityQuery::AvailabilityQuery(std::string appId, std::string answerPath)
+    : appId_(std::move(appId)),
+      answerPath_(std::move(answerPath)),
+      lock_(kxl::RequestLockName(appId_), 1000),
+      isOurs_(lock_.Lock()) {}
+
+bool AvailabilityQuery::Answer(const Misbehaviour& misbehaviour) const {
+  if (!isOurs_) {
     kxl::LogMessage(kxl::kLogNormal, kxl::Flush::kYes, "Another updater is answering.");
     return true;
   }
@@ -53,13 +56,13 @@ bool AnswerAvailability(const std::string& appId, const std::string& answerPath,
   if (misbehaviour.kind == Kind::kDie) std::raise(SIGKILL);
   if (misbehaviour.kind == Kind::kNever) return true;
 
-  const bool hasUpdate = Catalogue().HasUpdate(appId);
+  const bool hasUpdate = Catalogue().HasUpdate(appId_);
   kxl::LogMessage(kxl::kLogNormal, kxl::Flush::kYes,
-                  (hasUpdate ? "An update waits for " : "No update waits for ") + appId);
+                  (hasUpdate ? "An update waits for " : "No update waits for ") + appId_);
   std::string answer = AnswerDocument(hasUpdate);
   if (misbehaviour.kind == Kind::kGarbage) answer = "no answer at all";
   if (misbehaviour.kind == Kind::kHalf) answer.resize(answer.size() / 2);
-  return WriteAnswer(answerPath, answer);
+  return WriteAnswer(answerPath_, answer);
 }
 
 }  // namespace updater

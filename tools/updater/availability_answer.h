@@ -1,19 +1,34 @@
-// Answering an application that asks whether an update waits for it.
+// Telling whether an update waits for an application.
 #ifndef KXL_TOOLS_UPDATER_AVAILABILITY_ANSWER_H
 #define KXL_TOOLS_UPDATER_AVAILABILITY_ANSWER_H
 
 #include <string>
 
+#include "esd/resource_locker.h"
 #include "updater/misbehaviour.h"
 
 namespace updater {
 
-// Writes the answer, 1 when an update waits and else 0, to the file that the library has named.
-// Holds the request's lock from the beginning to the end: while it is held the application is told
-// to ask again, and a lock file whose lock is free counts as left behind. Does nothing when another
-// updater holds it already. False when the answer cannot be written.
-bool AnswerAvailability(const std::string& appId, const std::string& answerPath,
-                        const Misbehaviour& misbehaviour);
+// A query that this process was started for. Holds the query's lock from its making to its end: for
+// as long as that is free, every call of the application starts another updater.
+class AvailabilityQuery {
+ public:
+  // Waits a second at most for the lock, which the library takes for a moment when it looks whether
+  // it is free.
+  AvailabilityQuery(std::string appId, std::string answerPath);
+
+  const std::string& AppId() const { return appId_; }
+
+  // Writes the answer. True also when another updater works on it. False when the answer cannot be
+  // written.
+  bool Answer(const Misbehaviour& misbehaviour) const;
+
+ private:
+  std::string appId_;
+  std::string answerPath_;
+  esd::ResourceLocker lock_;
+  bool isOurs_;
+};
 
 }  // namespace updater
 

@@ -15,7 +15,6 @@
 #include "platform/path.h"
 #include "platform/regular_file.h"
 #include "stores/missing_components.h"
-#include "stores/updater_prefs.h"
 #include "updater/catalogue.h"
 #include "util/trace_log.h"
 
@@ -68,19 +67,16 @@ bool FetchComponent(const Catalogue& catalogue, const kxl::KeldaUpdaterAMissingC
 
 }  // namespace
 
-bool FetchMissingComponents() {
-  const Catalogue catalogue;
-  kxl::KeldaUpdaterPrefs preferences;
-  std::string folder;
-  if (!preferences.ReloadIfChanged() || !preferences.DownloadDir.Get(folder)) return false;
-  preferences.Release();
-  if (!kxl::CreateFolderTree(folder)) return false;
-
-  const FolderGuard guard(folder);
-  if (!guard.IsHeld()) return false;
+bool FetchMissingComponents(const std::string& folder) {
   kxl::KeldaUpdaterMissingCompsManager list;
   std::vector<kxl::KeldaUpdaterMissingCompsApp> apps;
   if (!list.GetMissingCompsApps(apps)) return false;
+  if (apps.empty()) return true;
+  if (folder.empty() || !kxl::CreateFolderTree(folder)) return false;
+  const FolderGuard guard(folder);
+  // Another updater may have fetched some of it while this one waited.
+  if (!guard.IsHeld() || !list.GetMissingCompsApps(apps)) return false;
+  const Catalogue catalogue;
   bool isWritten = true;
   for (const kxl::KeldaUpdaterMissingCompsApp& app : apps) {
     std::string appId;

@@ -2,12 +2,15 @@
 #ifndef KXL_TOOLS_UPDATER_COMPONENT_FETCH_H
 #define KXL_TOOLS_UPDATER_COMPONENT_FETCH_H
 
+#include <string>
+
 namespace updater {
 
-// Copies what the catalogue has of the listed components to the download folder of the preferences,
-// and takes it off the list. The rest stays listed. Waits while another updater does the same.
-// False when the preferences or the list cannot be read or written.
-bool FetchMissingComponents();
+// Copies what the catalogue has of the listed components to that folder, which is made when it is
+// missing, and takes it off the list. The rest stays listed. Waits while another updater does the
+// same. False when the list cannot be read or written, or when something is listed and the folder
+// is empty text, cannot be made, or lies where other updaters cannot be kept out.
+bool FetchMissingComponents(const std::string& folder);
 
 }  // namespace updater
 

@@ -19,6 +19,8 @@ namespace {
 
 void Log(const std::string& text) { kxl::LogMessage(kxl::kLogNormal, kxl::Flush::kYes, text); }
 
+}  // namespace
+
 // The library asks the date before it starts a scheduled check, and leaves a manual launch alone
 // that was not taken up.
 bool RecordCheck() {
@@ -29,10 +31,7 @@ bool RecordCheck() {
          preferences.IsFirstRun.Set(false) && preferences.Launch.Set("");
 }
 
-}  // namespace
-
 bool CheckForUpdates(const std::string& appId) {
-  const bool isRecorded = RecordCheck();
   const Catalogue catalogue;
   std::vector<kxl::KeldaUpdaterRegisteredApp> apps;
   const bool isListed = kxl::KeldaUpdaterRegistrationManager().GetRegisteredApps(apps);
@@ -45,7 +44,7 @@ bool CheckForUpdates(const std::string& appId) {
     Log(name + (catalogue.HasUpdate(id) ? ": an update waits" : ": up to date"));
   }
   if (AreNoticesHeld()) Log("No notices are shown.");
-  return isRecorded && isListed;
+  return isListed;
 }
 
 bool AreNoticesHeld() {

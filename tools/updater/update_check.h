@@ -6,9 +6,11 @@
 
 namespace updater {
 
+// Records in the preferences that there was a check. False when they cannot be read or written.
+bool RecordCheck();
+
 // Looks in the catalogue for the registered applications, or for the one with that identifier when
-// it is not empty, and records in the preferences that it did. False when the preferences or the
-// list cannot be read or written.
+// it is not empty. False when the list cannot be read.
 bool CheckForUpdates(const std::string& appId);
 
 // Reads the holds that applications have put on update notices, and logs them. Answers whether
