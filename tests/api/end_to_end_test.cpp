@@ -1,14 +1,18 @@
 // The real library in hosts of its own, against the real reference updater.
+#include <fcntl.h>
 #include <kxl/kxl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <boost/date_time/gregorian/gregorian.hpp>
 #include <csignal>
-#include <cstring>
+#include <regex>
 #include <thread>
 
 #include "esd/resource_locker.h"
+#include "platform/processes.h"
+#include "platform/regular_file.h"
 #include "stores/missing_components.h"
 #include "support/host.h"
 #include "support/updater.h"
@@ -27,13 +31,15 @@ std::string DownloadedFile() {
   return InTestFolder("home/.local/share/Kelda/Updater6/Install/one.dat");
 }
 
-// The reference updater, in a bundle that tells how it ended.
+// The reference updater, in a bundle that tells how it ended, and is not found any more by then.
 class EndToEnd : public testing::Test {
  protected:
   EndToEnd() {
     const std::string real = InTestFolder("updater/Kelda Updater");
-    WriteScript(UpdaterExecutable(),
-                "'" + real + "'\nstatus=$?\nexec >\"$KXL_ROOT/ended\"\necho $status\n");
+    WriteScript(
+        UpdaterExecutable(),
+        "'" + real +
+            "'\nstatus=$?\necho ended >/proc/$$/comm\nexec >\"$KXL_ROOT/ended\"\necho $status\n");
     fs::create_directories(InTestFolder("updater"));
     fs::create_symlink(UPDATER, real);
     mkfifo(InTestFolder("ended").c_str(), 0600);
@@ -101,12 +107,8 @@ TEST_F(EndToEnd, AllNineFunctions) {
   EXPECT_EQ(Calls({{"UnRegisterApplication", "a"}}), std::vector{ESD_ERR_OK + 0});
   EXPECT_EQ(Ended(), "0\n");
   EXPECT_TRUE(fs::is_empty(InTestFolder("run/Kelda/Updater6/Updater6/locked")));
-  std::string log = ReadLog(UpdaterLog());
-  for (const char* frame :
-       {">>> Kelda Updater Log Begin >>>\n", "<<< Kelda Updater Log End <<<\n\n\n"}) {
-    for (std::size_t at; (at = log.find(frame)) != std::string::npos;) log.erase(at, strlen(frame));
-  }
-  EXPECT_EQ(log,
+  const std::regex frames("[<>]{3} .*\n+");
+  EXPECT_EQ(std::regex_replace(ReadLog(UpdaterLog()), frames, ""),
             "Query of a\nAnswering.\nAn update waits for a\nDone.\n"
             "Missing components\nFetched = one.dat\nDone.\n"
             "Plug-in action for a\nDone.\nManual check\nA: an update waits\n"
@@ -121,24 +123,20 @@ TEST_F(EndToEnd, AMisbehavingUpdaterHarmsNoHost) {
       {"half", "0\n", 1077},
       {"never", "0\n", ESD_ERR_NOTIFY_PENDING},
       {"exit 3", "3\n", ESD_ERR_NOTIFY_PENDING},
-      {"nonsense", "1\n", ESD_ERR_NOTIFY_PENDING}};
+      {"nonsense", "1\n", ESD_ERR_NOTIFY_PENDING},
+      {"die", "137\n", ESD_ERR_NOTIFY_PENDING}};
   for (const auto& [how, status, answer] : cases) {
     EXPECT_EQ(Calls({kAsk}, how), std::vector{ESD_ERR_NOTIFY_PENDING + 0}) << how;
     EXPECT_EQ(Ended(), status) << how;
     EXPECT_EQ(Calls({kAsk}), std::vector{answer}) << how;
     if (answer != ESD_ERR_NOTIFY_PENDING) continue;
+    if (how == std::string_view("die")) {
+      EXPECT_TRUE(esd::ResourceLocker("KeldaUpdater6a", 0).Unlock(esd::Force::kYes));
+      EXPECT_EQ(Calls({kAsk}), std::vector{answer});
+    }
     EXPECT_EQ(Ended(), "0\n") << "the next one is well again";
     EXPECT_EQ(Calls({kAsk}), std::vector{1001}) << how;
   }
-  EXPECT_EQ(Calls({kAsk}, "die"), std::vector{ESD_ERR_NOTIFY_PENDING + 0});
-  EXPECT_EQ(Ended(), "137\n");
-  const std::size_t forks = Count(ReadLog(LibraryLog()), "ForkUpdater.");
-  EXPECT_EQ(Calls({kAsk, kAsk}), std::vector<int>(2, ESD_ERR_NOTIFY_PENDING));
-  EXPECT_EQ(Count(ReadLog(LibraryLog()), "ForkUpdater."), forks) << "its lock is still held";
-  EXPECT_TRUE(esd::ResourceLocker("KeldaUpdater6a", 0).Unlock(esd::Force::kYes));
-  EXPECT_EQ(Calls({kAsk}), std::vector{ESD_ERR_NOTIFY_PENDING + 0});
-  EXPECT_EQ(Ended(), "0\n");
-  EXPECT_EQ(Calls({kAsk}), std::vector{1001});
 }
 
 int Updater(const Link& /*parent*/, const Arguments& /*arguments*/) {
@@ -146,38 +144,63 @@ int Updater(const Link& /*parent*/, const Arguments& /*arguments*/) {
   return 1;
 }
 
-TEST_F(EndToEnd, TwoUpdatersFetchOneAfterTheOther) {
+void WaitForLog(const char* line, std::size_t times = 1) {
+  while (!fs::exists(UpdaterLog()) || Count(ReadLog(UpdaterLog()), line) < times) {
+    std::this_thread::yield();
+  }
+}
+
+TEST_F(EndToEnd, UpdatersAreNotFoundAnyMoreWhenTheyLookForTheLastTime) {
   const std::string large(20000000, 'x');
+  const std::string folder = fs::path(DownloadedFile()).parent_path();
   WriteFile(InTestFolder("var/lib/Kelda/Updater6/Catalogue/one.dat"), large);
   WriteFile(DownloadedFile() + "_", "the user's own");
+  WriteFile(folder + "/.kxl.part", "of one that was killed");
+  WriteFile(SuppressPath(), "a\t2008-02-30 21:05:41\r\n");
   {
     kxl::KeldaUpdaterMissingCompsManager list;
     ASSERT_EQ(list.AddMissingComponent({"a", "A", "/a", 0, "o", "c", "1"}), kxl::AddResult::kAdded);
   }
-  ChildProcess one(Updater, {}, {{"KX_LAUNCH_MODE", "3"}});
-  ChildProcess other(Updater, {}, {{"KX_LAUNCH_MODE", "3"}});
+  kxl::FileDescriptor working(open(folder.c_str(), O_RDONLY | O_CLOEXEC));
+  ASSERT_EQ(flock(working.get(), LOCK_EX), 0);
+  ChildProcess one(Updater);
+  ChildProcess other(Updater);
+  WaitForLog("Manual check\n", 2);
+  while (kxl::FindUpdaterProcess(kxl::BringToFront::kNo)) std::this_thread::yield();
+  working = kxl::FileDescriptor();
   EXPECT_EQ(one.Exit() + other.Exit(), 0);
   EXPECT_TRUE(ReadFile(DownloadedFile()) == large);
-  EXPECT_FALSE(fs::exists(ComponentsPath()));
+  EXPECT_FALSE(fs::exists(ComponentsPath()) || fs::exists(folder + "/.kxl.part"));
   EXPECT_TRUE(fs::remove(DownloadedFile() + "_"));
+}
+
+TEST_F(EndToEnd, AQuerysLockIsTakenFirstAndReleasedAtTheEnd) {
+  esd::ResourceLocker preferences(PrefsPath(), 0);
+  ASSERT_TRUE(preferences.Lock());
+  const auto start = std::chrono::steady_clock::now();
+  ChildProcess updater(Updater, {}, {{"notifyAppID", "a"}, {"notifyFile", InTestFolder("answer")}});
+  while (!fs::exists(UpdaterLog()) && esd::ResourceLocker("KeldaUpdater6a", 0).Lock()) {
+    std::this_thread::yield();
+  }
+  EXPECT_FALSE(fs::exists(UpdaterLog())) << "it has waited for the preferences before";
+  kill(updater.Id(), SIGTERM);
+  EXPECT_EQ(updater.Exit(), 0) << "a task that is under way is finished";
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(6)) << "waits once";
+  EXPECT_EQ(Count(ReadFile(InTestFolder("answer")), "<Result>1<"), 1U);
 }
 
 TEST_F(EndToEnd, AnUpdaterThatStaysIsTold) {
   const SessionBus bus;
   ChildProcess updater(Updater, {}, {{"KXL_UPDATER_STAY", "600"}});
-  const auto wait = [](const char* line) {
-    while (!fs::exists(UpdaterLog()) || Count(ReadLog(UpdaterLog()), line) == 0) {
-      std::this_thread::yield();
-    }
-  };
-  wait("Manual check\n");
+  WaitForLog("Listening.\n");
   EXPECT_EQ(Calls({{"DoPluginAction", "a"}, {"SuppressUpdates", "a", "60"}, kMissing}),
             (std::vector{KXL_UPDATER_RUNNING + 0, ESD_ERR_OK + 0, ESD_ERR_OK + 0}));
-  wait(
+  WaitForLog(
       "Notified: Signal KXL Suppression\nNotices are held back by a\nNotified: Activate\n"
       "Notified: Signal Express Download\nFetched = one.dat\n");
   kill(updater.Id(), SIGTERM);
-  EXPECT_EQ(updater.Exit(), 0) << "a task that is under way is finished";
+  EXPECT_EQ(updater.Exit(), 0);
+  EXPECT_EQ(ChildProcess(Updater, {}, {{"KXL_UPDATER_STAY", "soon"}}).Exit(), 1);
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 // The reference updater: the other side of every file that libkxl writes, small enough to read in
 // one sitting. It does one task a start, which its environment names (see README.md), and ends.
+#include <sys/prctl.h>
+
 #include <chrono>
 #include <cstdlib>
 #include <exception>
@@ -9,10 +11,6 @@
 #include <string_view>
 
 #include "esd/number_text.h"
-#include "platform/file_system.h"
-#include "platform/folders.h"
-#include "platform/path.h"
-#include "stores/missing_components.h"
 #include "updater/availability_answer.h"
 #include "updater/component_fetch.h"
 #include "updater/misbehaviour.h"
@@ -40,15 +38,9 @@ void OpenLog(const std::optional<updater::Settings>& settings) {
                  settings ? settings->logLevel : kxl::kLogNormal);
 }
 
-// The list of missing components, as far as a change of it shows.
-kxl::ModificationStamp ListStamp() {
-  std::string folder;
-  kxl::ModificationStamp stamp;
-  if (kxl::FindDataFolder(folder)) {
-    kxl::GetModificationStamp(kxl::JoinPath(folder, kxl::kMissingComponentsFileName), stamp);
-  }
-  return stamp;
-}
+// From now on applications find no updater here, and start another one. The name is one that a
+// search for "Kelda Updater" does not meet.
+void StopBeingFound() { prctl(PR_SET_NAME, "Kelda ending"); }
 
 // How long to go on after the task; nothing: not at all.
 std::optional<std::chrono::seconds> ReadStay() {
@@ -95,12 +87,14 @@ int Updater::Run() {
   if (!query.empty()) query_.emplace(query, Variable("notifyFile"));
   settings_ = updater::ReadSettings();
   OpenLog(settings_);
-  const kxl::ModificationStamp before = ListStamp();
   bool done = Attempt([this] { return Work(); });
   query_.reset();
   if (misbehaviour_.kind == Kind::kExit) return misbehaviour_.number;
-  // An application that found this process running has not started another one.
-  if (ListStamp() != before) done = Attempt([this] { return Fetch(); }) && done;
+  // An application that finds an updater starts no other one, and what it posts may come too early
+  // or too late. Whoever found this one has listed his components by now; whoever looks from now on
+  // finds none.
+  StopBeingFound();
+  done = Attempt([this] { return Fetch(); }) && done;
   Log(done ? "Done." : "Not done.");
   return done ? EXIT_SUCCESS : EXIT_FAILURE;
 }
@@ -113,8 +107,10 @@ bool Updater::Work() {
   // Before the task, so that nothing posted during it is lost.
   updater::Notifications notifications(
       [this](std::string_view object) { Attempt([&] { return Handle(object); }); });
-  const bool done = DoTask();
+  bool done = DoTask();
   query_.reset();
+  done = Fetch() && done;  // what was posted before the notifications were there
+  Log("Listening.");
   notifications.Serve(*quiet);
   settings_ = updater::ReadSettings();
   return done;

@@ -49,7 +49,7 @@ bool Notifications::Connect() {
                           "type='signal',path='/com/kelda/updater6',"
                           "interface='com.kelda.updater6.Notification',member='Posted'",
                           nullptr, nullptr) >= 0 &&
-         sd_bus_request_name(bus_, "com.kelda.updater6", 0) >= 0 &&
+         sd_bus_request_name(bus_, "com.kelda.updater6", SD_BUS_NAME_QUEUE) >= 0 &&
          sd_bus_attach_event(bus_, event_, SD_EVENT_PRIORITY_NORMAL) >= 0;
 }
 

@@ -16,8 +16,8 @@ namespace updater {
 // the task at hand is finished, and its locks are given back. To be called before any is taken.
 void HoldEndRequests();
 
-// Owns the name com.kelda.updater6 for as long as one lives. What is posted meanwhile waits for
-// Serve. Without a bus, or with the name taken, nothing is ever received.
+// Owns the name com.kelda.updater6 for as long as one lives, or stands in line for it. What is
+// posted meanwhile waits for Serve. Without a bus nothing is ever received.
 class Notifications {
  public:
   // Is given the object string of each notification, and "Activate" to come to the front. Must not
