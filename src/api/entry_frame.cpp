@@ -25,8 +25,9 @@ void ConfigureLog(RequestPreferences& preferences) {
   if (level <= 0) return;
   if (path.empty()) path = LibraryLogPath();
   IsLogOpen(path, level);
-  LogValue(kLogNormal, Flush::kYes, "logFile:", path);
-  LogNumber(kLogNormal, Flush::kYes, "logLevel:", static_cast<std::uint32_t>(level));
+  // All three in one write.
+  LogValue(kLogNormal, Flush::kNo, "logFile:", path);
+  LogNumber(kLogNormal, Flush::kNo, "logLevel:", static_cast<std::uint32_t>(level));
   // A restriction of another system that processes can run under, and never do here.
   LogValue(kLogNormal, Flush::kYes, "Vista IE Protected Mode:", "No");
 }

@@ -3,6 +3,7 @@
 #define KXL_API_REQUEST_PREFERENCES_H
 
 #include <functional>
+#include <optional>
 
 #include "stores/updater_prefs.h"
 
@@ -28,6 +29,7 @@ class RequestPreferences {
   void SetState(State state) { state_ = state; }
 
  private:
+  std::optional<KeldaUpdaterPrefs> preferences_;  // since the first use
   State state_ = State::kUsable;
 };
 

@@ -1,5 +1,6 @@
 #include "stores/preference_engine.h"
 
+#include <ctime>
 #include <stdexcept>
 
 #include "esd/number_text.h"
@@ -8,6 +9,12 @@
 #include "esd/xml_writer.h"
 
 namespace esd {
+
+namespace {
+
+constexpr std::time_t kCoarsestClock = 2;  // seconds, of the file systems that stamp files
+
+}  // namespace
 
 PrefsWriter::PrefsWriter(std::string rootName) : rootName_(std::move(rootName)) { Empty(); }
 
@@ -22,21 +29,24 @@ void PrefsWriter::Load(const std::string& path) {
   if (!lock.IsHeld()) return;
   path_ = path;
   Empty();
-  readWithoutLock_ = policy_ == nullptr;
   if (path.empty()) throw std::runtime_error("Prefs file unable to lock file for reading!");
+  // Before the file is read: what is written meanwhile has a later stamp.
+  kxl::ModificationStamp stamp;
+  kxl::GetModificationStamp(path, stamp);
+  isSettled_ = std::time(nullptr) - static_cast<std::time_t>(stamp.seconds) > kCoarsestClock;
   ExpatDOMBuilder builder;
   const bool parsed = builder.Init() && builder.ParseFile(path, false);
   const ReadStatus status = builder.LastRead();
   isUnreadable_ = status == ReadStatus::kUnreadable;
   isUnknown_ = !parsed && status != ReadStatus::kMissing && status != ReadStatus::kDamaged;
   if (!parsed) {
-    if (status == ReadStatus::kDamaged && !readWithoutLock_) kxl::DeleteFile(path);
+    if (status == ReadStatus::kDamaged && policy_ != nullptr) kxl::DeleteFile(path);
     return;
   }
   document_ = builder.Document();
   if (const XMLNodePointer root = FindChild(document_, rootName_)) {
     root_ = root;
-    kxl::GetModificationStamp(path, stamp_);
+    stamp_ = stamp;
   } else {
     Empty();  // what is written has our root alone
   }
@@ -49,8 +59,7 @@ bool PrefsWriter::ReloadIfChanged() {
   if (!Lock()) return false;
   kxl::ModificationStamp stamp;
   const bool exists = kxl::GetModificationStamp(path_, stamp);
-  // A file read without the lock may have been changed since within one tick of the clock.
-  if (!exists || readWithoutLock_ || stamp > stamp_) Load(path_);
+  if (!exists || !isSettled_ || stamp != stamp_) Load(path_);
   if (isUnreadable_) Release();
   return !isUnreadable_;
 }
@@ -94,7 +103,8 @@ bool PrefsWriter::Write() {
   kxl::ESDofstream file(path_, kxl::FileAccess::kReplace);
   file.Write(text);
   const bool written = file.Close();
-  if (written) kxl::GetModificationStamp(path_, stamp_);
+  kxl::GetModificationStamp(path_, stamp_);
+  isSettled_ = false;
   return written;
 }
 

@@ -44,10 +44,10 @@ class PrefsWriter {
   // std::runtime_error "Prefs file unable to lock file for reading!" for an empty path.
   void Load(const std::string& path);
 
-  // Takes the lock and keeps it, and reads the file again when it was changed or removed, or was
-  // read without the lock before; Release lets it go. False, without the lock, when that was not to
-  // be had, or when the file was opened and then could not be read, which IsUnreadable tells. A
-  // file that cannot be opened counts as one that is not there.
+  // Takes the lock and keeps it, and reads the file again when it was changed or removed since, or
+  // was so fresh that a change would not show in its stamp; Release lets it go. False, without the
+  // lock, when that was not to be had, or when the file was opened and then could not be read,
+  // which IsUnreadable tells. A file that cannot be opened counts as one that is not there.
   bool ReloadIfChanged();
   bool IsUnreadable() const { return isUnreadable_; }
   bool Release();
@@ -74,9 +74,9 @@ class PrefsWriter {
   std::string rootName_;
   LockPolicyInterface* policy_ = nullptr;
   kxl::ModificationStamp stamp_;  // zero: nothing was read
-  bool readWithoutLock_ = false;
-  bool isUnreadable_ = false;  // the last reload has failed for the file's sake
-  bool isUnknown_ = false;     // there is a file, and nobody knows what it holds
+  bool isSettled_ = false;        // the stamp would tell of any later change
+  bool isUnreadable_ = false;     // the last reload has failed for the file's sake
+  bool isUnknown_ = false;        // there is a file, and nobody knows what it holds
 };
 
 bool ParseValue(std::string_view text, bool& value);

@@ -24,21 +24,17 @@ std::string PrefsPath() {
 
 KeldaUpdaterPrefs::KeldaUpdaterPrefs()
     : PrefsWriter("KeldaUpdater"),
-      installFolder_(InstallFolder()),
+      dataFolder_(DataFolder()),
+      installFolder_(InstallFolder(dataFolder_)),
       DownloadDir(*this, "DownloadDir", installFolder_),
-      logFile(*this, "logFile", UpdaterLogPath()),
-      logFileLib(*this, "logFileLib", LibraryLogPath()),
+      logFile(*this, "logFile", UpdaterLogPath(dataFolder_)),
+      logFileLib(*this, "logFileLib", LibraryLogPath(dataFolder_)),
       logLevel(*this, "logLevel", DefaultLogLevel()),
       path_(PrefsPath()),
       lock_(path_, kLockWait) {
   // Before there is a lock policy: settings are there to be read even while somebody holds the
   // lock.
   Load(path_);
-  // Read before the lock counts, which a request waits for once only.
-  const std::string downloads = DownloadDir.GetOr({});
-  if (!downloads.empty() && DownloadDir.IsDefault(downloads) && !PathExists(downloads)) {
-    CreateFolderTree(downloads);
-  }
   SetLockPolicy(&lock_);
 }
 

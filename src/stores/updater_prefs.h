@@ -14,7 +14,9 @@ namespace kxl {
 // folder for the file.
 class KeldaUpdaterPrefs : public esd::PrefsWriter {
  private:
-  std::string installFolder_;  // made before the file is looked for, with the data folder
+  // Made before the file is looked for, and with them the folder that is downloaded to by default.
+  const std::string dataFolder_;
+  const std::string installFolder_;
 
  public:
   KeldaUpdaterPrefs();

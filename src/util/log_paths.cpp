@@ -10,19 +10,23 @@ namespace kxl {
 
 namespace {
 
-std::string InDataFolder(std::string_view name) {
-  std::string folder;
-  return GetDataFolder(folder) ? JoinPath(folder, name) : std::string();
+std::string In(const std::string& folder, std::string_view name) {
+  return folder.empty() ? std::string() : JoinPath(folder, name);
 }
 
 }  // namespace
 
-std::string LibraryLogPath() { return InDataFolder("kxlLib.log"); }
+std::string DataFolder() {
+  std::string folder;
+  return GetDataFolder(folder) ? folder : std::string();
+}
 
-std::string UpdaterLogPath() { return InDataFolder("kxl.log"); }
+std::string LibraryLogPath(const std::string& dataFolder) { return In(dataFolder, "kxlLib.log"); }
 
-std::string InstallFolder() {
-  std::string path = InDataFolder("Install");
+std::string UpdaterLogPath(const std::string& dataFolder) { return In(dataFolder, "kxl.log"); }
+
+std::string InstallFolder(const std::string& dataFolder) {
+  std::string path = In(dataFolder, "Install");
   if (!path.empty()) CreateFolderTree(path);
   return path;
 }
