@@ -37,7 +37,7 @@ int32_t KXLIsUpdateCheckEnabled(void) {
   kxl::GuardEntry(enabled, [](std::int32_t& result) {
     kxl::RequestPreferences preferences;
     kxl::EnsureLogConfigured(preferences);
-    kxl::TraceCall("KXIsUpdateCheckEnabled");
+    kxl::TraceCall("KXIsUpdateCheckEnabled");  // without the L, as readers of logs look for it
     const bool isAllowed = kxl::IsRequestAllowed();
     kxl::LogNumber(kxl::kLogNormal, kxl::Flush::kNo, "return code", isAllowed ? 1 : 0);
     result = isAllowed ? 1 : 0;
@@ -112,6 +112,8 @@ int32_t KXLDoPluginAction(const char* appIdentifier) {
 
 int32_t KXLSuppressUpdates(char* appIdentifier, uint32_t* bufferSize, uint32_t* seconds,
                            int32_t query) {
+  // Neither traced nor with a log of its own to configure: presentations ask it many times a
+  // second.
   std::int32_t code = ESD_ERR_FAILURE;
   kxl::GuardEntry(code, [&](std::int32_t& result) {
     result = kxl::SuppressUpdates(appIdentifier, bufferSize, seconds, query);

@@ -18,6 +18,7 @@ std::uint32_t PackVersion(std::string_view text) {
     if (more) text.remove_prefix(point + 1);
   }
   if (numbers.size() != 4) return 0;
+  // The build number has no bits: hosts compare what they were built for, not which build it was.
   return numbers[0] << 28U | numbers[1] << 24U | numbers[2] << 20U;
 }
 

@@ -18,6 +18,7 @@ bool IsLetter(char character) {
 }  // namespace
 
 std::string NormaliseLocaleCode(const char* text) {
+  // The updater takes a language with its country only; "de" alone is none to it.
   constexpr std::size_t kLength = 5;
   std::string code;
   if (text == nullptr || !IsValidAppId(text) || std::strlen(text) < kLength) return code;

@@ -30,6 +30,8 @@ bool ArePreferencesUnreadable(RequestPreferences& preferences) {
 
 std::int32_t DoPluginActionRequest(RequestPreferences& preferences, const char* appIdentifier) {
   if (!IsRequestAllowed()) return ESD_ERR_NOTENABLED;
+  // Before the arguments are looked at. One at work has its task already, and could take no second
+  // one: the identifier travels in the environment of a start.
   if (FindUpdaterProcess(BringToFront::kNo)) return KXL_UPDATER_RUNNING;
   if (IsNullOrEmpty(appIdentifier) || !IsValidAppId(appIdentifier)) return ESD_ERR_INVALIDDATA;
   // The updater would not know what it may do.

@@ -26,6 +26,7 @@ constexpr std::array<std::string_view, ESD_ERR_NOTIFY_PENDING + 1> kNames = {
 }  // namespace
 
 std::string ResultCodeText(std::int32_t code, const char* format) {
+  // Unsigned, as the trace has always shown it: -1 reads 4294967295.
   const auto number = static_cast<std::uint32_t>(code);
   const std::string_view name = number < kNames.size() ? kNames[number] : std::string_view();
   if (format == nullptr) return std::string(name);

@@ -30,6 +30,7 @@ std::int32_t SetHold(SuppressFile& file, std::time_t now, const char* appIdentif
       std::strpbrk(appIdentifier, "\t\r\n") != nullptr) {
     return ESD_ERR_INVALIDDATA;
   }
+  // A new hold takes the place of the old one, and stands behind those of other applications then.
   file.Clear(appIdentifier);
   if (seconds == nullptr || *seconds == 0) return ESD_ERR_OK;
   *seconds = std::min(*seconds, kLongestHold);
@@ -46,6 +47,7 @@ void AnswerLongest(const Hold* longest, std::time_t now, char* appIdentifier,
     *bufferSize = 0;
     return;
   }
+  // Asked with too small a buffer, the host learns the size and asks again.
   const auto needed = static_cast<std::uint32_t>(longest->appId.size() + 1);
   if (appIdentifier != nullptr && needed <= *bufferSize) {
     std::strncpy(appIdentifier, longest->appId.c_str(), *bufferSize);
@@ -90,6 +92,7 @@ std::int32_t SuppressUpdates(char* appIdentifier, std::uint32_t* bufferSize, std
     return query == 0 ? SetHold(file, now, appIdentifier, seconds)
                       : QueryHold(file, now, appIdentifier, bufferSize, seconds);
   });
+  // A hold that is taken off needs no word: the updater looks before it shows its next notice.
   const bool hasSetHold = code == ESD_ERR_OK && query == 0 && seconds != nullptr && *seconds != 0;
   if (hasSetHold && FindUpdaterProcess(BringToFront::kNo)) PostSuppressionSignal();
   return code;

@@ -18,6 +18,7 @@ bool JournaledXMLFile::SetPath(const std::string& newPath) {
   const std::string oldPath = path_;
   const std::string oldJournal = journalPath_;
   const bool moves = !oldPath.empty() && oldPath != newPath;
+  // Copied before the old one goes: who is killed in between leaves two files, and never none.
   if (moves && PathExists(oldPath) && !CopyFile(oldPath, newPath)) return false;
   path_ = newPath;
   journalPath_ = newPath + "_";
@@ -132,6 +133,7 @@ bool JournaledXMLLockedFile::Recover() {
   if (!lock.IsHeld()) return false;
   if (Load()) return true;
   if (LastRead() != esd::ReadStatus::kDamaged || IsJournalUnknown()) return false;
+  // Somebody may still want to look at what is left of it, or put it back entry by entry.
   const std::string aside = Path() + ".damaged";
   return std::rename(Path().c_str(), aside.c_str()) == 0 && Remove();
 }

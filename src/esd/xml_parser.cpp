@@ -53,6 +53,7 @@ struct ExpatDOMBuilder::Events {
     builder.openNodes_.pop_back();
   }
 
+  // Comes in any number of pieces; a line end is one of its own.
   static void CharacterData(void* userData, const char* bytes, int length) {
     Guard(userData, [&](ExpatDOMBuilder& builder) {
       if (!builder.inElement_) return;
@@ -60,6 +61,7 @@ struct ExpatDOMBuilder::Events {
     });
   }
 
+  // The text arrives in UTF-8 whatever the file declares, and is written so again.
   static void Declaration(void* userData, const char* version, const char* /*encoding*/,
                           int /*standalone*/) {
     Guard(userData, [&](ExpatDOMBuilder& builder) {

@@ -21,6 +21,7 @@ std::string ListPath() {
 
 constexpr esd::NameIs kIsComponent(KeldaUpdaterAMissingComponent::ElementName());
 
+// Without the attribute any version is meant, which is written as 0.0.0.0.
 bool ReadVersion(const esd::XMLDocumentNode& component, Version& out) {
   const auto text = component.GetAttribute("version");
   Version version;
@@ -62,7 +63,7 @@ KeldaUpdaterMissingCompsApp::KeldaUpdaterMissingCompsApp(std::string_view appId,
                                                          std::int32_t operationType) {
   SetAppID(appId);
   SetOperationType(operationType);
-  SetRedoCFU(true);
+  SetRedoCFU(true);  // has the updater ask for updates once more when it has fetched everything
 }
 
 bool KeldaUpdaterMissingCompsApp::GetRedoCFU(bool& out) const {
@@ -110,6 +111,7 @@ KeldaUpdaterMissingCompsManager::~KeldaUpdaterMissingCompsManager() {
   Attempt([this] {
     const FileLock lock(*this);
     if (!lock.IsHeld()) return false;
+    // Looked at again: the updater may have listed or fetched something since the last operation.
     return Load() ? Records().IsEmpty() && Remove() : Recover();
   });
 }
@@ -171,6 +173,7 @@ AddResult KeldaUpdaterMissingCompsManager::Add(const KeldaUpdaterMissingCompsApp
 AddResult KeldaUpdaterMissingCompsManager::AddTo(KeldaUpdaterMissingCompsApp app,
                                                  const ComponentRequest& request,
                                                  const Version& version) {
+  // The application may have been moved or renamed since it listed something else.
   bool isChanged = false;
   if (!ChildTextIs(*app.Node(), "DisplayName", request.displayName)) {
     app.SetDisplayName(request.displayName);

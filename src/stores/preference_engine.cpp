@@ -48,7 +48,7 @@ void PrefsWriter::Load(const std::string& path) {
     root_ = root;
     stamp_ = stamp;
   } else {
-    Empty();  // what is written has our root alone
+    Empty();  // what is written has our root alone: with two of them it would not parse again
   }
 }
 

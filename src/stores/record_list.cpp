@@ -31,7 +31,9 @@ bool RecordList::OnLoaded(const esd::XMLNodePointer& document) {
   const esd::NameIs isRecord(layout_.record);
   const std::size_t pruned = root_->RemoveChildrenIf(
       [&](const auto& child) { return isRecord(child) && !IsComplete(child); });
-  if (pruned > 0) Save();  // a user who may only read the list goes on without
+  // At once, so that the updater does not meet them either. A user who may only read the list goes
+  // on without.
+  if (pruned > 0) Save();
   return true;
 }
 
@@ -56,6 +58,7 @@ std::size_t RecordList::RemoveRecords(const std::string& appId) {
   return root_->RemoveChildrenIf([&](const auto& child) { return IsRecordOf(child, appId); });
 }
 
+// Without a file there is nothing to look after: the updater and the doctor tell so by its absence.
 bool RecordList::SaveOrErase() {
   return Attempt([this] { return root_->GetChildren().empty() ? Remove() : Save(); });
 }

@@ -23,6 +23,7 @@ std::string ListPath() {
   return JoinPath(folder, "KeldaESDGlobalApps.xml");
 }
 
+// The updater is an application like the others to those who look it up, but nobody registers it.
 bool FindUpdater(KeldaUpdaterRegisteredApp& app) {
   std::string bundle;
   if (!GetUpdaterBundlePath(bundle)) return false;
@@ -100,6 +101,8 @@ RegisterResult KeldaUpdaterRegistrationManager::Register(const KeldaUpdaterRegis
         ChildTextIs(*entry, "DisplayName", displayName)) {
       return RegisterResult::kUnchanged;
     }
+    // Further entries of that identifier, another program's doing, stay: only unregistering is sure
+    // to mean all of them.
     if (!Root()->RemoveChild(entry)) return RegisterResult::kFailed;
     result = RegisterResult::kReplaced;
   }
@@ -108,6 +111,8 @@ RegisterResult KeldaUpdaterRegistrationManager::Register(const KeldaUpdaterRegis
 }
 
 UnregisterResult KeldaUpdaterRegistrationManager::Unregister(const std::string& appId) {
+  // Without a file the lock is not worth taking, and somebody who makes one meanwhile has not
+  // registered this application yet.
   if (appId == kUpdaterId || !PathExists(Path())) return UnregisterResult::kFailed;
   const FileLock lock(*this);
   if (!lock.IsHeld() || !Attempt([this] { return LoadTraced(); })) return UnregisterResult::kFailed;

@@ -56,6 +56,7 @@ void SuppressFile::ReadLine(std::string_view line) {
 }
 
 void SuppressFile::Sweep(std::time_t now) {
+  // Whatever a program has written, or the clock has done since, no notice is held back for days.
   if (std::erase_if(holds_, [now](const Hold& hold) { return hold.end <= now; }) > 0) {
     isChanged_ = true;
   }

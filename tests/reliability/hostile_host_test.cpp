@@ -9,6 +9,8 @@
 #include <atomic>
 #include <csignal>
 #include <ctime>
+#include <locale>
+#include <sstream>
 #include <thread>
 
 #include "support/host.h"
@@ -155,9 +157,11 @@ void UseTheCLibrary() {
   std::strftime(text, sizeof text, "%c %Z", &fields);
   std::mktime(&fields);
   unsetenv("NOT_THERE");
+  std::ostringstream();  // takes a locale
 }
 
 int ForkBesideCalls(const Link& /*parent*/, const Arguments& /*arguments*/) {
+  std::locale::global(std::locale(std::locale(), new std::numpunct<char>));
   std::atomic<bool> ended = false;
   std::vector<std::thread> threads;
   threads.emplace_back([&ended] {
