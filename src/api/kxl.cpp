@@ -112,8 +112,7 @@ int32_t KXLDoPluginAction(const char* appIdentifier) {
 
 int32_t KXLSuppressUpdates(char* appIdentifier, uint32_t* bufferSize, uint32_t* seconds,
                            int32_t query) {
-  // Neither traced nor with a log of its own to configure: presentations ask it many times a
-  // second.
+  // Neither traced nor a reason to configure the log, as the only one.
   std::int32_t code = ESD_ERR_FAILURE;
   kxl::GuardEntry(code, [&](std::int32_t& result) {
     result = kxl::SuppressUpdates(appIdentifier, bufferSize, seconds, query);

@@ -63,7 +63,7 @@ KeldaUpdaterMissingCompsApp::KeldaUpdaterMissingCompsApp(std::string_view appId,
                                                          std::int32_t operationType) {
   SetAppID(appId);
   SetOperationType(operationType);
-  SetRedoCFU(true);  // has the updater ask for updates once more when it has fetched everything
+  SetRedoCFU(true);
 }
 
 bool KeldaUpdaterMissingCompsApp::GetRedoCFU(bool& out) const {
