@@ -47,7 +47,8 @@ enum class FileAccess {
 };
 
 // Whether a link in the last component is followed. It is not where somebody else may have laid
-// one: in shared folders, under the predictable names of companions, in answers.
+// one: in shared folders, under the predictable names of companions, in answers. Nor is a file
+// replaced there that has a second name elsewhere (a hard link).
 enum class Links { kFollow, kRefuse };
 
 enum class OpenStatus {

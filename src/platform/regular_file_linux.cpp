@@ -31,7 +31,7 @@ int OpenFlags(FileAccess access) {
     case FileAccess::kRead:
       return O_RDONLY;
     case FileAccess::kReplace:
-      return O_WRONLY | O_CREAT | O_TRUNC;
+      return O_WRONLY | O_CREAT;  // emptied once it is known what was opened
     case FileAccess::kAppend:
       return O_WRONLY | O_CREAT | O_APPEND;
   }
@@ -82,6 +82,14 @@ OpenedFile OpenRegularFile(const std::string& path, FileAccess access, Links lin
   if (!S_ISREG(info.st_mode)) {
     file.status = S_ISDIR(info.st_mode) ? OpenStatus::kFolder : OpenStatus::kNotRegular;
     return file;
+  }
+  if (access == FileAccess::kReplace) {
+    if (links == Links::kRefuse && info.st_nlink > 1) {
+      file.status = OpenStatus::kNotRegular;
+      return file;
+    }
+    if (info.st_size > 0 && ftruncate(fd.get(), 0) != 0) return file;
+    info.st_size = 0;
   }
   constexpr mode_t kOwnersRights = S_IRUSR | S_IWUSR;
   if (access != FileAccess::kRead && (info.st_mode & kOwnersRights) != kOwnersRights &&

@@ -33,6 +33,11 @@ TEST(RegularFile, OpensNothingElseAndNeverWaits) {
     const auto appended = kxl::OpenRegularFile(path, FileAccess::kAppend, Links::kRefuse);
     EXPECT_EQ(appended.status, append) << path;
   }
+  fs::create_hard_link(InTestFolder("file"), InTestFolder("second"));
+  EXPECT_EQ(
+      kxl::OpenRegularFile(InTestFolder("second"), FileAccess::kReplace, Links::kRefuse).status,
+      OpenStatus::kNotRegular);
+  EXPECT_EQ(ReadFile(InTestFolder("file")), "12345");
   EXPECT_FALSE(fs::exists(InTestFolder("nowhere")));
   EXPECT_EQ(kxl::OpenRegularFile(InTestFolder("link"), FileAccess::kRead, Links::kFollow).size, 5U);
 }
