@@ -85,7 +85,8 @@ bool JournaledXMLFile::Load() {
   journal_ = RestoreFromJournal();
   if (journal_ == Journal::kRestored) return OnLoaded(Document());
   if (LastRead() != esd::ReadStatus::kMissing && !builder_.Init()) return false;
-  if (!builder_.ParseFile(path_, false) && LastRead() != esd::ReadStatus::kMissing) return false;
+  if (!builder_.ParseFile(path_, false, links_) && LastRead() != esd::ReadStatus::kMissing)
+    return false;
   return OnLoaded(Document());
 }
 

@@ -36,6 +36,10 @@ class JournaledXMLFile {
   // which must be free, and then deleted with its journal. On failure everything stays as it was.
   bool SetPath(const std::string& newPath);
 
+  // From now on a link in the file's place counts as damage: for whoever may read more than those
+  // who can lay one there. A link in the journal's place is never followed.
+  void RefuseLinks() { links_ = Links::kRefuse; }
+
   // Writes the document. False leaves the file as it was (also for a document that would not read
   // back, and beside a journal that the last Load could not read); its new content may then still
   // come into force at the next Load, when only the exchange of names has failed.
@@ -72,6 +76,7 @@ class JournaledXMLFile {
   std::string path_;
   std::string journalPath_;
   Journal journal_ = Journal::kNone;  // what the last Load has met
+  Links links_ = Links::kFollow;
 };
 
 // With a machine-wide lock, named like the file's path, around every operation. An operation inside

@@ -78,6 +78,10 @@ OpenStatus ReadRegularFile(const std::string& path, std::string& text,
 // False when that fails.
 bool ReadUpTo(int descriptor, char* buffer, std::size_t size, std::size_t& count);
 
+// Reads an open regular file, of that size when it was opened, from its beginning to its end; the
+// terms are the same.
+bool ReadToEnd(int descriptor, std::size_t size, std::string& text);
+
 // Whether the open file has lost its last name.
 bool IsUnlinked(int descriptor);
 

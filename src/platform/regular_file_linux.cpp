@@ -105,15 +105,18 @@ OpenedFile OpenRegularFile(const std::string& path, FileAccess access, Links lin
 OpenStatus ReadRegularFile(const std::string& path, std::string& text, std::size_t maximum) {
   const OpenedFile file = OpenRegularFile(path, FileAccess::kRead, Links::kFollow);
   if (file.status != OpenStatus::kOpened) return file.status;
-  if (file.size > maximum) return OpenStatus::kUnavailable;
-  std::string content(file.size, '\0');
-  std::size_t size = 0;
-  if (!ReadUpTo(file.descriptor.get(), content.data(), content.size(), size)) {
-    return OpenStatus::kUnavailable;
-  }
-  content.resize(size);
+  const bool isRead = file.size <= maximum && ReadToEnd(file.descriptor.get(), file.size, text);
+  return isRead ? OpenStatus::kOpened : OpenStatus::kUnavailable;
+}
+
+bool ReadToEnd(int descriptor, std::size_t size, std::string& text) {
+  if (size > kMaximumFileSize) return false;
+  std::string content(size, '\0');
+  std::size_t count = 0;
+  if (!ReadUpTo(descriptor, content.data(), content.size(), count)) return false;
+  content.resize(count);
   text = std::move(content);
-  return OpenStatus::kOpened;
+  return true;
 }
 
 bool ReadUpTo(int descriptor, char* buffer, std::size_t size, std::size_t& count) {

@@ -1,9 +1,14 @@
 // Two accounts that share the list of applications through their group, as far as one can make
 // them.
+#include <fcntl.h>
 #include <grp.h>
 #include <kxl/kxl.h>
+#include <poll.h>
 #include <unistd.h>
 
+#include <cstdio>
+
+#include "esd/resource_locker.h"
 #include "support/host.h"
 
 namespace {
@@ -39,6 +44,31 @@ int RegisterMany(const Link& parent, const Arguments& arguments) {
 
 int RegisterOne(const Link& /*parent*/, const Arguments& arguments) {
   return Become(arguments[0]) ? KXLRegisterApplication(arguments[0].c_str(), "N", "/f") : 100;
+}
+
+// Exchanges two names until told to stop.
+int KeepExchanging(const Link& parent, const Arguments& arguments) {
+  if (!Become("2000")) return 1;
+  parent.Tell();
+  for (pollfd stop = {parent.ReadEnd(), POLLIN, 0}; poll(&stop, 1, 0) == 0;) {
+    renameat2(AT_FDCWD, arguments[0].c_str(), AT_FDCWD, arguments[1].c_str(), RENAME_EXCHANGE);
+  }
+  return 0;
+}
+
+std::string OutputOf(const std::string& command) {
+  FILE* pipe = popen(command.c_str(), "re");
+  std::string text;
+  for (int byte; (byte = getc(pipe)) != EOF;) text += static_cast<char>(byte);
+  pclose(pipe);
+  return text;
+}
+
+// What root's doctor prints who has the first user's HOME.
+std::string Mend() {
+  std::string command = "env ASAN_OPTIONS=verify_asan_link_order=0";
+  for (const auto& [name, value] : EnvironmentOf(2000)) command += " " + name + "=" + value;
+  return OutputOf(command + " '" TOOL "' doctor --fix --restore 2>&1");
 }
 
 class TwoUsers : public testing::Test {
@@ -106,6 +136,129 @@ TEST_F(TwoUsers, DoNotUseEachOthersFilesThroughLinks) {
     }
     for (const auto& entry : fs::directory_iterator(folder_)) fs::remove(entry);
   }
+}
+
+// Root's doctor mends the files of a user who lays links, hard links and what he can move.
+class MendedByRoot : public TwoUsers {
+ protected:
+  void SetUp() override {
+    TwoUsers::SetUp();
+    if (IsSkipped()) return;
+    for (const char* name : {"kxl.log", "KeldaMissingComps.xml", "KeldaMissingComps.xml.damaged"}) {
+      MakePrivate(roots_ / name);
+    }
+    WriteFile(roots_ / "kxlLib.log", "open to all");
+    MakePrivate(roots_ / "list", "KeldaUpdaterRegistrationManager");
+    before_ = DescribeRoots();
+  }
+
+  static std::string List(const std::string& id, const std::string& root = "A") {
+    const std::string rest =
+        "=\"" + id + "\"><DisplayName>S</DisplayName><InstallPath>/</InstallPath></Application>";
+    return "<" + root + "><Application appID" + rest + "<Application AppID" + rest +
+           "<Application appID=\"incomplete\"/></" + root + ">";
+  }
+
+  static void MakePrivate(const fs::path& path, const std::string& root = "A") {
+    WriteFile(path, List("secret", root));
+    fs::permissions(path, fs::perms(0600));
+  }
+
+  // A user's folder, and in both folders something to put back.
+  void Begin() const {
+    for (const auto& entry : fs::directory_iterator(folder_)) fs::remove(entry);
+    fs::remove_all(data_.parent_path());
+    WriteFile(data_ / "KeldaMissingComps.xml.damaged", List("good"));
+    WriteFile(folder_ / "KeldaESDGlobalApps.xml.damaged", List("good"));
+    for (fs::path path = data_; path != InTestFolder("2000"); path = path.parent_path()) {
+      ASSERT_EQ(chown(path.c_str(), 2000, 2000), 0);
+    }
+  }
+
+  std::string DescribeRoots() const {
+    const std::string folder = roots_.parent_path();
+    return OutputOf("find " + folder + " -printf '%p %U %G %m\\n'; cat $(find " + folder +
+                    " -type f)");
+  }
+
+  void ExpectSecretsKept(const std::string& what) const {
+    EXPECT_EQ(DescribeRoots(), before_) << what;
+    EXPECT_EQ(OutputOf("find " + InTestFolder("2000") + " " + folder_.native() +
+                       " -type f ! '(' -uid 0 -perm 600 ')' -exec grep -l secret '{}' +"),
+              "")
+        << what;
+  }
+
+  const fs::path roots_ = InTestFolder("root/Updater6");
+  const fs::path data_ = InTestFolder("2000/.local/share/Kelda/Updater6");
+  std::string before_;
+};
+
+TEST_F(MendedByRoot, GetNothingOfRootsThatTheyName) {
+  enum Trap { kLink, kHardLink, kMoved };
+  const fs::path secret = roots_ / "kxl.log";
+  const fs::path log = data_ / "kxl.log";
+  const fs::path list = folder_ / "KeldaESDGlobalApps.xml";
+  const fs::path components = data_ / "KeldaMissingComps.xml";
+  const std::tuple<Trap, fs::path, fs::path> traps[] = {
+      {kLink, data_, roots_},
+      {kLink, data_.parent_path(), roots_.parent_path()},
+      {kLink, log, secret},
+      {kHardLink, log, secret},
+      {kHardLink, log, roots_ / "kxlLib.log"},
+      {kMoved, log, {}},
+      {kLink, components, secret},
+      {kHardLink, components, secret},
+      {kHardLink, components.native() + "_", secret},
+      {kLink, components.native() + ".damaged", secret},
+      {kLink, list, roots_ / "list"},
+      {kHardLink, list, roots_ / "list"},
+      {kMoved, list, {}},
+      {kHardLink, list.native() + "_", roots_ / "list"},
+      {kLink, list.native() + ".damaged", secret},
+      {kHardLink, list.native() + ".damaged", secret},
+      {kMoved, list.native() + ".damaged", {}}};
+  for (const auto& [trap, name, target] : traps) {
+    Begin();
+    fs::remove_all(name);
+    if (trap == kMoved && name == list) fs::remove(list.native() + ".damaged");
+    if (trap == kLink) fs::create_symlink(target, name);
+    if (trap == kHardLink) fs::create_hard_link(target, name);
+    if (trap == kMoved) MakePrivate(name);
+    ASSERT_EQ(lchown(name.c_str(), trap == kLink ? 2000 : 0, -1), 0);
+    const std::string text = Mend();
+    ExpectSecretsKept(name.native() + " " + std::to_string(trap) + "\n" + text);
+    if (fs::exists(list.native() + "_")) fs::remove(list.native() + "_");
+  }
+}
+
+TEST_F(MendedByRoot, GetWhatIsTheirs) {
+  Begin();
+  WriteFile(data_ / "kxl.log", "x");
+  WriteFile(data_ / "suppress_all.dat", "b\t2999-02-30 00:00:00\r\n");
+  ASSERT_EQ(chown(data_.c_str(), 0, 0), 0);
+  WriteFile(folder_ / "KeldaESDGlobalApps.xml", "<KeldaUpdaterRegistrationManager/>");
+  fs::permissions(folder_ / "KeldaESDGlobalApps.xml", fs::perms(0600));
+  fs::create_symlink("/nowhere", esd::SemaphorePath(ListPath()));  // keeps all from the lock
+  const std::string text = Mend();
+  EXPECT_EQ(Count(text, "fixed: "), 7U) << text;
+  EXPECT_EQ(OutputOf("find " + InTestFolder("2000") + " ! -uid 2000"), "") << text;
+  EXPECT_EQ(Count(ReadFile(folder_ / "KeldaESDGlobalApps.xml"), "good"), 1U) << text;
+}
+
+// Between the doctor's look and his deed.
+TEST_F(MendedByRoot, GetNothingBySwapping) {
+  Begin();
+  WriteFile(data_ / "kxl.log", "x");
+  const fs::path other = data_.parent_path() / "other";
+  fs::create_symlink(roots_, other);
+  ASSERT_EQ(lchown(other.c_str(), 2000, 2000), 0);
+  ChildProcess user(KeepExchanging, {data_, other});
+  ASSERT_TRUE(user.Await());
+  for (int i = 0; i < 40; ++i) Mend();
+  user.Tell();
+  EXPECT_EQ(user.Exit(), 0);
+  ExpectSecretsKept("swapped");
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include "kxl/locks.h"
 #include "kxl/places.h"
 #include "platform/file_system.h"
+#include "platform/path.h"
 #include "stores/missing_components.h"
 #include "stores/registered_applications.h"
 #include "util/utc_time.h"
@@ -28,16 +29,25 @@ bool SetAside(const std::string& path) {
   return std::rename(path.c_str(), (path + ".damaged").c_str()) == 0;
 }
 
-template <typename Repair>
-bool UnderLock(const std::string& path, Repair repair) {
-  esd::ResourceLocker lock(path, kPatience);
-  return lock.Lock() && repair();
+Mended UnderLock(const std::string& path, const Repair& repair) {
+  return RepairIn(kxl::ParentPath(path), [&]() -> Mended {
+    esd::ResourceLocker lock(path, kPatience);
+    return lock.Lock() ? repair() : false;
+  });
 }
 
 // A list's own rule for what is damaged or left behind.
 template <typename List>
-bool Recover() {
-  return List().Recover();
+Repair Recover(const std::string& path) {
+  return [path] {
+    return RepairIn(kxl::ParentPath(path), [&]() -> Mended {
+      List list;
+      const std::string why = WhyNotToTakeOver(path);
+      if (!why.empty()) return Mended::Refused(why);
+      if (IsRoot()) list.RefuseLinks();
+      return list.Recover();
+    });
+  };
 }
 
 struct Look {
@@ -70,7 +80,7 @@ std::string ReadableHolds(const std::string& text) {
   return readable;
 }
 
-bool MendHolds(const std::string& path) {
+Mended MendHolds(const std::string& path) {
   return UnderLock(path, [&path] {
     std::string text;
     if (kxl::ReadRegularFile(path, text) != kxl::OpenStatus::kOpened) return false;
@@ -100,8 +110,7 @@ void AddHolds(std::vector<Finding>& findings) {
   }
 }
 
-void AddDocument(std::vector<Finding>& findings, const std::string& path,
-                 const std::function<bool()>& repair) {
+void AddDocument(std::vector<Finding>& findings, const std::string& path, const Repair& repair) {
   const auto [status, isWritable] = LookAt(path);
   if (status == esd::ReadStatus::kDamaged && IsAtRest(path) &&
       LookAt(path).status == esd::ReadStatus::kDamaged) {
@@ -127,8 +136,7 @@ void AddDocument(std::vector<Finding>& findings, const std::string& path,
   }
 }
 
-void AddCompanion(std::vector<Finding>& findings, const std::string& path,
-                  const std::function<bool()>& repair) {
+void AddCompanion(std::vector<Finding>& findings, const std::string& path, const Repair& repair) {
   const std::string companion = path + "_";
   if (!kxl::PathExists(companion) || !IsAtRest(path) || !kxl::PathExists(companion)) return;
   findings.push_back({Severity::kWrong, "left-journal", companion,
@@ -153,14 +161,14 @@ std::vector<Finding> FindDamage() {
   std::vector<Finding> findings;
   const std::string preferences = PreferencesPath();
   const std::string holds = HoldsPath();
-  const auto addList = [&](const std::string& path, const std::function<bool()>& recover) {
+  const auto addList = [&](const std::string& path, const Repair& recover) {
     if (path.empty()) return;
     AddDocument(findings, path, recover);
     AddCompanion(findings, path, recover);
     AddSetAside(findings, path);
   };
-  addList(ApplicationsPath(), Recover<kxl::KeldaUpdaterRegistrationManager>);
-  addList(ComponentsPath(), Recover<kxl::KeldaUpdaterMissingCompsManager>);
+  addList(ApplicationsPath(), Recover<kxl::KeldaUpdaterRegistrationManager>(ApplicationsPath()));
+  addList(ComponentsPath(), Recover<kxl::KeldaUpdaterMissingCompsManager>(ComponentsPath()));
   if (!preferences.empty()) {
     AddDocument(findings, preferences, [preferences] {
       return UnderLock(preferences, [&] { return SetAside(preferences); });

@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <iterator>
+#include <memory>
 #include <system_error>
 
 #include "esd/xml_parser.h"
@@ -33,18 +34,37 @@ void AddStaleLocks(std::vector<Finding>& findings) {
   }
 }
 
+// What everybody may see, whoever has put it there.
+ExaminedObject::Content ContentOf(const ExaminedObject& object, std::string_view root) {
+  std::string text;
+  esd::ExpatDOMBuilder builder;
+  if (root.empty() || !object.Read(text) || !builder.Init()) {
+    return ExaminedObject::Content::kUnknown;
+  }
+  const bool isOurs = builder.ParseText(text) && esd::FindChild(builder.Document(), root);
+  return isOurs ? ExaminedObject::Content::kOurs : ExaminedObject::Content::kUnknown;
+}
+
+// A list of ours has that root.
 void AddMode(std::vector<Finding>& findings, const std::string& path, mode_t wanted,
-             const char* meaning) {
+             const char* meaning, std::string_view root = {}) {
   mode_t mode;
   if (path.empty() || !kxl::GetMode(path, mode) || (mode & wanted) == wanted) return;
-  findings.push_back({Severity::kWrong, "wrong-mode", path, meaning, "give back the missing rights",
-                      [path, wanted] { return kxl::AddModeBits(path, wanted); }});
+  const auto object = IsRoot() ? std::make_shared<ExaminedObject>(path) : nullptr;
+  findings.push_back(
+      {Severity::kWrong, "wrong-mode", path, meaning, "give back the missing rights", [=] {
+         return RepairIn(kxl::ParentPath(path), [&]() -> Mended {
+           if (!IsRoot()) return kxl::AddModeBits(path, wanted);
+           return object->AddMode(wanted, ContentOf(*object, root));
+         });
+       }});
 }
 
 void AddModes(std::vector<Finding>& findings) {
   AddMode(findings, SharedFolder(), 0775, "administrators cannot register applications");
   AddMode(findings, ApplicationsPath(), kxl::kSharedFileMode,
-          "the updater and other administrators cannot read or write the list");
+          "the updater and other administrators cannot read or write the list",
+          kxl::KeldaUpdaterRegistrationManager::ElementName());
   AddMode(findings, ComponentsPath(), kxl::kSharedFileMode,
           "the updater cannot read or write the list");
   AddMode(findings, DataFolder(), 0700, "the user cannot use his own files");
@@ -57,7 +77,8 @@ void AddModes(std::vector<Finding>& findings) {
 void AddOwners(std::vector<Finding>& findings) {
   struct stat home;
   const std::string folder = DataFolder();
-  if (folder.empty() || stat(kxl::ParentPath(kxl::ParentPath(folder)).c_str(), &home) != 0) return;
+  const std::string base = kxl::ParentPath(kxl::ParentPath(folder));
+  if (folder.empty() || stat(base.c_str(), &home) != 0) return;
   std::error_code error;
   std::vector<std::string> paths = {kxl::ParentPath(folder), folder};
   for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
@@ -66,12 +87,12 @@ void AddOwners(std::vector<Finding>& findings) {
   for (const std::string& path : paths) {
     struct stat info;
     if (lstat(path.c_str(), &info) != 0 || info.st_uid == home.st_uid) continue;
-    const uid_t user = home.st_uid;
-    const gid_t group = home.st_gid;
+    const auto object = IsRoot() ? std::make_shared<ExaminedObject>(path) : nullptr;
     findings.push_back({Severity::kWrong, "wrong-owner", path,
                         "it does not belong to the user whose folder it lies in",
-                        "give it to him, as root",
-                        [path, user, group] { return lchown(path.c_str(), user, group) == 0; }});
+                        "give it to him, as root", [object, base]() -> Mended {
+                          return object != nullptr ? object->GiveToOwnerOf(base) : false;
+                        }});
   }
 }
 
@@ -80,10 +101,12 @@ void AddMissing(std::vector<Finding>& findings) {
   if (shared.empty()) shared = kxl::MachinePath("var/lib/Kelda/Updater6");
   if (!kxl::IsFolder(shared)) {
     findings.push_back({Severity::kWrong, "missing-folder", shared,
-                        "no application can register here", "make it, with mode 0775", [] {
-                          std::string folder;
-                          return kxl::GetKeldaFolder(kxl::kLocalApplicationSupport, folder,
-                                                     kxl::LevelMode::kShared);
+                        "no application can register here", "make it, with mode 0775", [shared] {
+                          return RepairIn(shared, [] {
+                            std::string folder;
+                            return kxl::GetKeldaFolder(kxl::kLocalApplicationSupport, folder,
+                                                       kxl::LevelMode::kShared);
+                          });
                         }});
   }
   std::string bundle;

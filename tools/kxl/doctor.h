@@ -2,9 +2,10 @@
 #ifndef KXL_TOOLS_KXL_DOCTOR_H
 #define KXL_TOOLS_KXL_DOCTOR_H
 
-#include <functional>
 #include <string>
 #include <vector>
+
+#include "kxl/rights.h"
 
 namespace tool {
 
@@ -16,7 +17,7 @@ struct Finding {
   std::string path;  // or the lock's name, or the application's identifier
   std::string meaning;
   std::string advice;
-  std::function<bool()> repair;  // empty when only a person can decide
+  Repair repair;  // empty when only a person can decide
 };
 
 // In the order in which they are to be mended: locks first, since everything else waits for them.

@@ -66,12 +66,13 @@ Lock LookAtLock(const std::string& name) {
   Lock lock = {name, esd::SemaphorePath(ResourceName(name)), LockState::kFree, {}};
   struct stat semaphore;
   struct stat now;
-  // A holder has the semaphore mapped for as long as it has its name. One that went away during the
-  // search was released, and tells nothing about the next one.
+  // Anybody can lay a link there, which nobody takes for a semaphore but which is in the way of
+  // one. A holder has the semaphore mapped for as long as it has its name. One that went away
+  // during the search was released, and tells nothing about the next one.
   do {
-    if (stat(lock.semaphore.c_str(), &semaphore) != 0) return lock;
+    if (lstat(lock.semaphore.c_str(), &semaphore) != 0) return lock;
     lock.holders = FindHolders(semaphore);
-    if (stat(lock.semaphore.c_str(), &now) != 0) now.st_ino = 0;
+    if (lstat(lock.semaphore.c_str(), &now) != 0) now.st_ino = 0;
   } while (now.st_ino != semaphore.st_ino);
   if (!lock.holders.empty()) {
     lock.state = LockState::kHeld;

@@ -10,9 +10,12 @@ namespace tool {
 
 namespace {
 
-std::string Outcome(const Finding& finding, const DoctorOptions& options, bool isFixed) {
-  if (isFixed) return "fixed: " + finding.advice;
-  if (options.fix && finding.repair) return "could not " + finding.advice;
+std::string Outcome(const Finding& finding, const DoctorOptions& options, const Mended& mended) {
+  if (mended.isDone) return "fixed: " + finding.advice;
+  if (options.fix && finding.repair) {
+    const std::string why = mended.reason.empty() ? mended.reason : ": " + mended.reason;
+    return "could not " + finding.advice + why;
+  }
   if (options.dryRun && finding.repair) return "would " + finding.advice;
   return finding.advice;
 }
@@ -22,18 +25,18 @@ std::string Outcome(const Finding& finding, const DoctorOptions& options, bool i
 void RunDoctor(Output& output, const DoctorOptions& options) {
   bool isWell = true;
   for (const Finding& finding : Examine()) {
-    const bool isFixed = options.fix && finding.repair && finding.repair();
+    const Mended mended = options.fix && finding.repair ? finding.repair() : false;
+    const bool isFixed = mended.isDone;
     const bool isWrong = finding.severity == Severity::kWrong;
     if (isWrong && !isFixed) output.SetFailed();
     isWell = isWell && !isWrong;
-    const std::string outcome = Outcome(finding, options, isFixed);
-    output.Row({{"finding", finding.kind},
-                {"severity", isWrong ? "wrong" : "note"},
-                {"path", finding.path},
-                {"meaning", finding.meaning},
-                {"advice", finding.advice},
-                {"can_fix", static_cast<bool>(finding.repair)},
-                {"fixed", isFixed}},
+    const std::string outcome = Outcome(finding, options, mended);
+    Json object = {{"finding", finding.kind},  {"severity", isWrong ? "wrong" : "note"},
+                   {"path", finding.path},     {"meaning", finding.meaning},
+                   {"advice", finding.advice}, {"can_fix", static_cast<bool>(finding.repair)},
+                   {"fixed", isFixed}};
+    if (!mended.reason.empty()) object["refused"] = mended.reason;
+    output.Row(object,
                {std::string(finding.kind) + ": " + finding.path + "\n    " + finding.meaning +
                 "\n    -> " + outcome},
                isFixed   ? Colour::kGood

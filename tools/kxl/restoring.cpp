@@ -4,7 +4,9 @@
 
 #include "esd/xml_parser.h"
 #include "kxl/places.h"
+#include "kxl/rights.h"
 #include "platform/file_system.h"
+#include "platform/path.h"
 #include "platform/regular_file.h"
 #include "stores/missing_components.h"
 #include "stores/registered_applications.h"
@@ -53,31 +55,49 @@ bool IsAdded(kxl::KeldaUpdaterMissingCompsManager& list, const esd::XMLNodePoint
   return entry.GetAppID(id) && !list.Find(id, listed) && list.Add(entry) == kxl::AddResult::kAdded;
 }
 
+// What is read here is shown to all who may read the list.
+bool ReadSetAside(const std::string& path, std::string& text) {
+  if (!IsRoot()) return kxl::ReadRegularFile(path, text) == kxl::OpenStatus::kOpened;
+  const ExaminedObject object(path);
+  return object.MayBeShown() && object.Read(text);
+}
+
 template <typename List, typename Entry>
-void Restore(Output& output, const std::string& path) {
+Mended Restore(Output& output, const std::string& path) {
   const std::string aside = path + ".damaged";
   std::string text;
-  if (path.empty() || !kxl::PathExists(aside)) return;
-  if (kxl::ReadRegularFile(aside, text) != kxl::OpenStatus::kOpened) {
-    output.Error(aside + " cannot be opened or read");
-    return;
-  }
+  std::string why = WhyNotToTakeOver(path);
+  if (!why.empty()) return Mended::Refused(why);
+  if (!ReadSetAside(aside, text)) return false;
   List list;
+  if (IsRoot()) list.RefuseLinks();
   std::size_t added = 0;
   const auto elements = ReadableElements(text, Entry::ElementName());
   for (const esd::XMLNodePointer& element : elements) added += IsAdded(list, element) ? 1 : 0;
   output.Row({{"restored", added}, {"readable", elements.size()}, {"path", aside}},
              {aside, std::to_string(added) + " of " + std::to_string(elements.size()) +
                          " readable entries put back, the rest was listed already or is refused"});
+  return true;
+}
+
+template <typename List, typename Entry>
+void RestoreIn(Output& output, const std::string& path) {
+  const std::string aside = path + ".damaged";
+  if (path.empty() || !kxl::PathExists(aside)) return;
+  const Mended restored =
+      RepairIn(kxl::ParentPath(path), [&] { return Restore<List, Entry>(output, path); });
+  if (restored.isDone) return;
+  output.Error(aside + (restored.reason.empty() ? " cannot be opened or read"
+                                                : " is not put back: " + restored.reason));
 }
 
 }  // namespace
 
 void RestoreSetAside(Output& output) {
-  Restore<kxl::KeldaUpdaterRegistrationManager, kxl::KeldaUpdaterRegisteredApp>(output,
-                                                                                ApplicationsPath());
-  Restore<kxl::KeldaUpdaterMissingCompsManager, kxl::KeldaUpdaterMissingCompsApp>(output,
-                                                                                  ComponentsPath());
+  RestoreIn<kxl::KeldaUpdaterRegistrationManager, kxl::KeldaUpdaterRegisteredApp>(
+      output, ApplicationsPath());
+  RestoreIn<kxl::KeldaUpdaterMissingCompsManager, kxl::KeldaUpdaterMissingCompsApp>(
+      output, ComponentsPath());
 }
 
 }  // namespace tool
