@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <charconv>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -47,19 +46,15 @@ std::string_view StatusField(std::string_view status, std::string_view field) {
   return start == std::string_view::npos ? std::string_view() : status.substr(start + field.size());
 }
 
-// The status file names the real, then the effective user.
+// The status file names the real, then the effective user. Both count: the effective one alone is
+// this user's, too, in a program with set-user-ID that somebody else has started under the name.
 bool IsAliveForThisUser(int directory, const char* process) {
   std::array<char, 4096> buffer;
   const std::string_view status = ReadProcFile(directory, process, "status", buffer);
   const std::string_view state = StatusField(status, "\nState:\t");
   if (state.empty() || state.starts_with('Z') || state.starts_with('X')) return false;
-  std::string_view users = StatusField(status, "\nUid:\t");
-  const std::size_t effective = users.find('\t');
-  if (effective == std::string_view::npos) return false;
-  users.remove_prefix(effective + 1);
-  uid_t user;
-  const auto [end, error] = std::from_chars(users.data(), users.data() + users.size(), user);
-  return error == std::errc() && user == geteuid();
+  const std::string users = std::to_string(getuid()) + '\t' + std::to_string(geteuid()) + '\t';
+  return StatusField(status, "\nUid:\t").starts_with(users);
 }
 
 bool IsUpdaterRunning() {

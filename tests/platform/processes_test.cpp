@@ -12,10 +12,12 @@ using namespace kxl_test;
 
 bool IsFound() { return kxl::FindUpdaterProcess(kxl::BringToFront::kNo); }
 
-// Takes the name, tells so, ends when told to and answers whether it finds an updater.
+// Takes the name and the real and effective user, tells so, ends when told to and answers whether
+// it finds an updater.
 int RunUnderAName(const Link& parent, const Arguments& arguments) {
   prctl(PR_SET_NAME, arguments[0].c_str());
-  if (arguments.size() > 1 && setuid(65534) != 0) return 2;
+  if (arguments.size() > 1 && setreuid(atoi(&arguments[1][0]), atoi(&arguments[2][0])) != 0)
+    return 2;
   parent.Tell();
   parent.Await();
   return IsFound();
@@ -38,9 +40,12 @@ TEST(Processes, FindTheUpdaterByItsName) {
 
 TEST(Processes, DoNotFindAnotherUsersUpdater) {
   if (geteuid() != 0) GTEST_SKIP() << "needs root to start one";
-  ChildProcess updater(RunUnderAName, {"Kelda Updater", "other user"});
-  ASSERT_TRUE(updater.Await());
-  EXPECT_FALSE(IsFound());
+  // The second is a program with set-user-ID that somebody else has started.
+  for (const Arguments& users : {Arguments{"65534", "65534"}, {"65534", "0"}, {"0", "65534"}}) {
+    ChildProcess updater(RunUnderAName, {"Kelda Updater", users[0], users[1]});
+    ASSERT_TRUE(updater.Await());
+    EXPECT_FALSE(IsFound()) << users[0] << " " << users[1];
+  }
 }
 
 }  // namespace
