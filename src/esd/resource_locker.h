@@ -83,8 +83,9 @@ class ResourceLocker : public LockPolicyInterface {
   ResourceLocker(const ResourceLocker&) = delete;
   ResourceLocker& operator=(const ResourceLocker&) = delete;
 
-  // Tries at once and then every millisecond until the wait time is over (0: once). True when this
-  // object holds the lock now. Throws resource_lock_fail when it did already.
+  // Tries at once and then, while somebody else holds the lock, every millisecond until the wait
+  // time is over (0: once). True when this object holds the lock now; false at once when the system
+  // refuses it. Throws resource_lock_fail when it did already.
   bool Lock() override;
 
   // True when the lock is removed. kYes removes it whoever holds it; kNo throws no_resource_lock

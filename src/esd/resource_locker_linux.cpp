@@ -2,6 +2,7 @@
 #include <semaphore.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <mutex>
 #include <thread>
@@ -63,6 +64,7 @@ class ResourceLocker::ResourceLockerPlat {
     for (;;) {
       semaphore_ = Make(systemName_);
       if (IsHeld()) return true;
+      if (errno != EEXIST) return false;  // what refuses it now will do so later
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
       if (Clock::now() >= deadline) return false;
     }

@@ -1,5 +1,8 @@
 #include "esd/resource_locker.h"
 
+#include <sys/syscall.h>
+#include <unistd.h>
+
 #include <chrono>
 
 #include "support/test_folder.h"
@@ -45,6 +48,17 @@ int HoldLockAndDie(const Link& /*parent*/, const Arguments& arguments) {
   ResourceLocker lock(arguments[0], 0);
   if (!lock.Lock()) return 1;
   abort();
+}
+
+// Nobody else's hold is the reason: there is nothing to wait for.
+int LockWhatCanNeverBeHad(const Link& /*parent*/, const Arguments& arguments) {
+  FailSystemCall(SYS_openat, EACCES);
+  alarm(5);
+  return ResourceLocker(arguments[0], 60000).Lock();
+}
+
+TEST(ResourceLocker, DoesNotWaitForALockThatCanNeverBeHad) {
+  EXPECT_EQ(ChildProcess(LockWhatCanNeverBeHad, {InTestFolder("r")}).Exit(), 0);
 }
 
 TEST(ResourceLocker, OutlivesItsHolderUntilForced) {
