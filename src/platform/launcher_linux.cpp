@@ -11,6 +11,7 @@
 #include <boost/thread/lock_guard.hpp>
 #include <boost/thread/mutex.hpp>
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <csignal>
 #include <cstdint>
@@ -105,9 +106,13 @@ bool StartDetached(const std::string& program) {
   writeEnd = FileDescriptor();
   WaitFor(child);
   // A process that another thread of the host has forked meanwhile may keep the pipe open.
-  constexpr int kPatience = 2000;  // milliseconds
+  using Clock = std::chrono::steady_clock;
+  const Clock::time_point deadline = Clock::now() + std::chrono::seconds(2);
   pollfd failure = {readEnd.get(), POLLIN, 0};
-  while (poll(&failure, 1, kPatience) == -1 && errno == EINTR) {
+  for (auto left = deadline - Clock::now(); left > Clock::duration();
+       left = deadline - Clock::now()) {
+    const auto patience = std::chrono::ceil<std::chrono::milliseconds>(left);
+    if (poll(&failure, 1, static_cast<int>(patience.count())) != -1 || errno != EINTR) break;
   }
   return (failure.revents & POLLIN) == 0;
 }

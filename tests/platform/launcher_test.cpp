@@ -1,7 +1,10 @@
 #include "platform/launcher.h"
 
 #include <fcntl.h>
+#include <poll.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -36,6 +39,37 @@ TEST(Launcher, StartsTheBundleDetached) {
   EXPECT_STREQ(getenv("KX_LAUNCH_MODE"), "5");
   EXPECT_EQ(waitpid(-1, nullptr, __WALL | WNOHANG), -1) << "a child was left to the host";
   close(inherited);
+}
+
+volatile sig_atomic_t ticks = 0;
+
+// Launches until a process that the other thread has forked holds the launcher's pipe, and answers
+// how often a timer has ticked by then.
+int LaunchBesideForksAndTicks(const Link& /*parent*/, const Arguments& arguments) {
+  std::atomic<bool> ended = false;
+  std::thread forking([&ended] {
+    for (int forks = 0; !ended; ++forks) {
+      if (forks > 500) {
+        poll(nullptr, 0, 10);
+      } else if (fork() == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);  // when this thread ends
+        _exit(poll(nullptr, 0, 6000));
+      }
+    }
+  });
+  signal(SIGALRM, [](int) { ticks = ticks + 1; });
+  const itimerval often = {{0, 100000}, {0, 100000}};
+  setitimer(ITIMER_REAL, &often, nullptr);
+  for (int i = 0; i < 200 && ticks < 15 && kxl::LaunchApplication(arguments[0], {}); ++i) {
+  }
+  ended = true;
+  forking.join();
+  return ticks;
+}
+
+TEST(Launcher, WaitsTwoSecondsAtMostWhateverTheHostsSignals) {
+  WriteScript(InTestFolder("program"), "exit\n");
+  EXPECT_LE(ChildProcess(LaunchBesideForksAndTicks, {InTestFolder("program")}).Exit(), 40);
 }
 
 TEST(Launcher, FallsBackToTheShell) {
