@@ -36,7 +36,12 @@ namespace {
 // library's functions may be wrapped by a tool (a race detector in the host) whose locks another
 // thread held when the child was made.
 pid_t ForkQuietly() {
-  return static_cast<pid_t>(syscall(SYS_clone, 0, nullptr, nullptr, nullptr, 0));
+  const auto fork = [](int signal) {
+    return syscall(SYS_clone, signal, nullptr, nullptr, nullptr, 0);
+  };
+  const long child = fork(0);
+  // An emulator of another machine may know children that send SIGCHLD only.
+  return static_cast<pid_t>(child == -1 && errno == EINVAL ? fork(SIGCHLD) : child);
 }
 
 // Waits for a child of ForkQuietly. Its wait status; -1 when there is none.
@@ -52,14 +57,24 @@ int WaitFor(pid_t child) {
   for (;;) syscall(SYS_exit_group, status);
 }
 
+// In the child: what is above the standard streams closes at exec, which a failed one can still be
+// reported through.
+void CloseDescriptorsAtExec() {
+  constexpr int kFirst = STDERR_FILENO + 1;
+  if (syscall(SYS_close_range, kFirst, UINT_MAX, CLOSE_RANGE_CLOEXEC) == 0) return;
+  // An older kernel, or a sandbox. Hosts with more descriptors than that are not known.
+  constexpr int kEnd = 65536;
+  for (int file = kFirst; file < kEnd; ++file) syscall(SYS_fcntl, file, F_SETFD, FD_CLOEXEC);
+}
+
 // In the child: a program started by the library owns nothing of the host, neither descriptors nor
-// signal settings. Descriptors close at exec, so that one of them can still report its failure.
+// signal settings.
 void DetachFromHost() {
   const auto null = static_cast<int>(syscall(SYS_openat, AT_FDCWD, "/dev/null", O_RDWR));
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     syscall(SYS_dup3, null, stream, 0);  // one that is the null device already stays as it is
   }
-  syscall(SYS_close_range, STDERR_FILENO + 1, UINT_MAX, CLOSE_RANGE_CLOEXEC);
+  CloseDescriptorsAtExec();
   // The kernel's own structure, in which all zeros are the default action and the empty mask.
   constexpr std::array<unsigned long, 8> kDefaultAction{};
   constexpr std::uint64_t kNoSignals = 0;

@@ -101,10 +101,13 @@ void LimitFileSize(const std::string& bytes) {
   if (setrlimit(RLIMIT_FSIZE, &limit) != 0) abort();
 }
 
-void FailSystemCall(int number, int error) {
-  std::array<sock_filter, 4> filter = {
+void FailSystemCall(int number, int error, std::optional<std::uint32_t> argument) {
+  const std::uint8_t unless = argument ? 1 : 0;  // the argument is another one
+  std::array<sock_filter, 6> filter = {
       {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-       BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<std::uint32_t>(number), 0, 1),
+       BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<std::uint32_t>(number), 0, 3),
+       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args)),
+       BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, argument.value_or(0), 0, unless),
        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | static_cast<std::uint32_t>(error)),
        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)}};
   sock_fprog program = {filter.size(), filter.data()};

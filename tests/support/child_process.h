@@ -5,7 +5,9 @@
 
 #include <sys/types.h>
 
+#include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -55,8 +57,9 @@ class ChildProcess : public Link {
 // Lets no file of the calling process grow beyond so many bytes, as a full disk would.
 void LimitFileSize(const std::string& bytes);
 
-// Lets the system call of that number fail with the error in the calling process from now on.
-void FailSystemCall(int number, int error);
+// Lets the system call of that number, or only with that first argument, fail with the error in the
+// calling process and what it starts from now on.
+void FailSystemCall(int number, int error, std::optional<std::uint32_t> argument = std::nullopt);
 
 }  // namespace kxl_test
 
