@@ -1,8 +1,6 @@
 #include "api/entry_frame.h"
 
 #include <atomic>
-#include <mutex>
-#include <new>
 #include <string>
 
 #include "api/result_code.h"
@@ -34,20 +32,20 @@ void ConfigureLog(RequestPreferences& preferences) {
 
 // Later calls ask the flag alone. The first ones of several threads wait for the one that is at it:
 // a message of theirs that came before would find the log closed and turn it off for good.
-std::mutex configuring;
+ForkMutex configuring;
 std::atomic<bool> isConfigured = false;
 RequestPreferences::State stateThen = RequestPreferences::State::kUsable;  // what it met then
 
 // A child forked while another thread was configuring begins anew: that thread is not in it.
-[[maybe_unused]] const bool resetsInChild = CallAroundFork(nullptr, nullptr, [] {
-  if (!isConfigured) new (&configuring) std::mutex;
-});
+[[maybe_unused]] const bool resetsInChild =
+    CallAroundFork(nullptr, nullptr, [] { configuring.ForgetOthers(); });
 
 }  // namespace
 
 void EnsureLogConfigured(RequestPreferences& preferences) {
   if (isConfigured) return;
-  const std::lock_guard<std::mutex> guard(configuring);
+  const ForkLock lock(configuring);
+  if (!lock.IsHeld()) return;
   if (!isConfigured) {
     try {
       ConfigureLog(preferences);

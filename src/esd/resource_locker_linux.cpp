@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <mutex>
 #include <thread>
 
 #include "esd/resource_locker.h"
@@ -22,19 +21,23 @@ std::string SystemName(const std::string& resourceName) {
 
 // The C library guards its list of open semaphores with a lock of its own, which a child would find
 // held for ever that was forked while another thread was in there: none is, while a fork goes on.
-std::mutex inLibrary;
+kxl::ForkMutex inLibrary;
 [[maybe_unused]] const bool isFreeAtFork = kxl::CallAroundFork(
-    [] { inLibrary.lock(); }, [] { inLibrary.unlock(); }, [] { inLibrary.unlock(); });
+    [] { inLibrary.Hold(); }, [] { inLibrary.LetGo(); }, [] { inLibrary.LetGo(); });
 
 sem_t* Make(const std::string& name) {
   const kxl::FileSizeSignalBlock noSignal;  // a semaphore is a file of 32 bytes
-  const std::lock_guard<std::mutex> guard(inLibrary);
+  const kxl::ForkLock lock(inLibrary);
+  if (!lock.IsHeld()) {
+    errno = EDEADLK;
+    return SEM_FAILED;
+  }
   return sem_open(name.c_str(), O_CREAT | O_EXCL, 0700, 1);
 }
 
 void Close(sem_t* semaphore) {
-  const std::lock_guard<std::mutex> guard(inLibrary);
-  sem_close(semaphore);
+  const kxl::ForkLock lock(inLibrary);
+  if (lock.IsHeld()) sem_close(semaphore);
 }
 
 }  // namespace

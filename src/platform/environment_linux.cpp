@@ -31,12 +31,14 @@ struct Made {
 };
 Made* made = nullptr;
 
-// A child forked while another thread was in here begins anew.
+// A child forked while a thread was in here begins anew. When it is that thread's own child, it
+// goes on with what it has begun.
 [[maybe_unused]] const bool resetsInChild =
     CallAroundFork(nullptr, nullptr, [] { made = nullptr; });
 
-char* Keep(const std::string& text) {
-  return const_cast<char*>(made->texts.insert(text).first->c_str());
+Made& MadeSoFar() {
+  Made* const soFar = made;
+  return soFar == nullptr ? *(made = new Made) : *soFar;
 }
 
 // The variables; after clearenv(3) there is no list.
@@ -54,25 +56,27 @@ char** Find(char** list, const std::string& assignment) {
 }
 
 // Puts a copy of the list with room for more into its place, and answers its end.
-char** Enlarge(char** list, std::size_t count) {
+char** Enlarge(Made& mine, char** list, std::size_t count) {
   constexpr std::size_t kSpare = 32;
-  made->capacity = count + kSpare;
-  made->list = made->lists.emplace_back(new char*[made->capacity]()).get();
-  char** const end = std::copy_n(list, count, made->list);
-  std::atomic_ref<char**>(environ).store(made->list, std::memory_order_release);
+  mine.capacity = count + kSpare;
+  mine.list = mine.lists.emplace_back(new char*[mine.capacity]()).get();
+  char** const end = std::copy_n(list, count, mine.list);
+  std::atomic_ref<char**>(environ).store(mine.list, std::memory_order_release);
   return end;
 }
 
 }  // namespace
 
 void SetVariable(const std::string& name, const std::string& value) {
-  if (made == nullptr) made = new Made;
+  Made& mine = MadeSoFar();
   const std::string assignment = name + "=";
-  char* const text = Keep(assignment + value);
+  char* const text = const_cast<char*>(mine.texts.insert(assignment + value).first->c_str());
   char** place = Find(Variables(), assignment);
   if (*place == nullptr) {
     const auto count = static_cast<std::size_t>(place - Variables());
-    if (environ != made->list || count + 2 > made->capacity) place = Enlarge(Variables(), count);
+    if (environ != mine.list || count + 2 > mine.capacity) {
+      place = Enlarge(mine, Variables(), count);
+    }
     Store(place[1], nullptr);
   }
   Store(*place, text);

@@ -8,8 +8,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <boost/thread/lock_guard.hpp>
-#include <boost/thread/mutex.hpp>
 #include <cerrno>
 #include <chrono>
 #include <climits>
@@ -17,7 +15,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <map>
-#include <new>
 #include <optional>
 #include <string_view>
 
@@ -156,11 +153,11 @@ bool RunShell(const std::string& command) {
 
 // Held while a launch changes the environment: two at once would hand each other's task on, and put
 // back what the other one had set.
-boost::mutex launching;
+ForkMutex launching;
 
 // A child forked while another thread was launching begins anew: that thread is not in it.
 [[maybe_unused]] const bool resetsInChild =
-    CallAroundFork(nullptr, nullptr, [] { new (&launching) boost::mutex; });
+    CallAroundFork(nullptr, nullptr, [] { launching.ForgetOthers(); });
 
 // Sets variables for a scope and puts back what was there.
 class ScopedEnvironment {
@@ -208,7 +205,8 @@ bool OpenUpdaterApplication(const EnvironmentList& environment) {
 }
 
 bool LaunchApplication(const std::string& path, const EnvironmentList& environment) {
-  const boost::lock_guard<boost::mutex> guard(launching);
+  const ForkLock lock(launching);
+  if (!lock.IsHeld()) return false;
   for (const auto& [name, value] : environment) SetVariable(name, value);
   if (!PathExists(path)) return RunShell(path);
   if (StartDetached(IsFolder(path) ? ExecutableInBundle(path) : path)) return true;
@@ -218,7 +216,8 @@ bool LaunchApplication(const std::string& path, const EnvironmentList& environme
 bool RunUpdaterExecutable(const EnvironmentList& environment, Background background) {
   std::string bundle;
   if (!GetUpdaterBundlePath(bundle)) return false;
-  const boost::lock_guard<boost::mutex> guard(launching);
+  const ForkLock lock(launching);
+  if (!lock.IsHeld()) return false;
   const ScopedEnvironment variables(environment);
   const std::string executable = ExecutableInBundle(bundle);
   if (!PathExists(executable)) return false;

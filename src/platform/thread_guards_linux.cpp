@@ -1,6 +1,5 @@
 #include "platform/thread_guards.h"
 
-#include <pthread.h>
 #include <sys/resource.h>
 
 #include <cerrno>
@@ -40,6 +39,38 @@ FileSizeSignalBlock::~FileSizeSignalBlock() {
   while (sigtimedwait(&signal, nullptr, &now) == -1 && errno == EINTR) {
   }
   pthread_sigmask(SIG_UNBLOCK, &signal, nullptr);
+}
+
+bool ForkMutex::Lock() {
+  const pthread_t self = pthread_self();  // the same in the child
+  for (pthread_t holder = 0;
+       !holder_.compare_exchange_strong(holder, self, std::memory_order_acquire); holder = 0) {
+    if (holder == self) return false;
+    holder_.wait(holder, std::memory_order_relaxed);
+  }
+  return true;
+}
+
+void ForkMutex::Unlock() {
+  holder_.store(0, std::memory_order_release);
+  holder_.notify_one();
+}
+
+void ForkMutex::Hold() {
+  if (!Lock()) ++held_;
+}
+
+bool ForkMutex::LetGo() {
+  if (held_ > 0) {
+    --held_;
+    return false;
+  }
+  Unlock();
+  return true;
+}
+
+void ForkMutex::ForgetOthers() {
+  if (holder_ != pthread_self()) holder_ = 0;
 }
 
 bool CallAroundFork(void (*before)(), void (*inParent)(), void (*inChild)()) {

@@ -1,14 +1,12 @@
 #include "util/trace_log.h"
 
 #include <array>
-#include <boost/thread/lock_guard.hpp>
 #include <cstddef>
 #include <ctime>
 #include <new>
 
 #include "platform/file_system.h"
 #include "platform/log_trim.h"
-#include "platform/thread_guards.h"
 #include "util/format_string.h"
 #include "util/utc_time.h"
 
@@ -46,11 +44,10 @@ class TraceLogCloser {
 // A child that a host forks while another thread is in here must find the mutex free. The lines
 // that wait are its parent's to write, and so is the end of the file.
 TraceLog::TraceLog() {
-  CallAroundFork([] { object_.mutex_.lock(); }, [] { object_.mutex_.unlock(); },
+  CallAroundFork([] { object_.mutex_.Hold(); }, [] { object_.mutex_.LetGo(); },
                  [] {
-                   object_.queue_.clear();
                    object_.isForked_ = true;
-                   object_.mutex_.unlock();
+                   if (object_.mutex_.LetGo()) object_.queue_.clear();
                  });
 }
 
@@ -81,7 +78,8 @@ TraceLog& TraceLog::Instance(const std::string& path, int level, Mode mode) {
 // and turn the log off.
 void TraceLog::Configure(const std::string& path, int level, Mode mode) {
   const std::string stamp = TimeStamp();
-  const boost::lock_guard<boost::mutex> guard(mutex_);
+  const ForkLock lock(mutex_);
+  if (!lock.IsHeld()) return;
   wasConfigured_ = true;
   if (mode == Mode::kClose || (!path.empty() && stream_)) {
     Close(stamp);
@@ -127,7 +125,8 @@ int TraceLog::Close(const std::string& stamp) {
 void TraceLog::Write(int level, Flush flush, std::string_view text) {
   if (!Wants(level)) return;
   const std::string stamp = TimeStamp();
-  const boost::lock_guard<boost::mutex> guard(mutex_);
+  const ForkLock lock(mutex_);
+  if (!lock.IsHeld()) return;
   AppendLine(queue_, stamp, text);
   if (flush == Flush::kYes) FlushQueue();
 }
@@ -144,9 +143,11 @@ void TraceLog::FlushQueue() {
 void TraceLog::Shutdown() noexcept {
   try {
     Configure({}, 0, Mode::kClose);
-    const boost::lock_guard<boost::mutex> guard(mutex_);
-    std::string().swap(queue_);  // the object stays, and would keep the memory
-    std::string().swap(path_);
+    const ForkLock lock(mutex_);
+    if (lock.IsHeld()) {
+      std::string().swap(queue_);  // the object stays, and would keep the memory
+      std::string().swap(path_);
+    }
   } catch (...) {
     // Without memory for the end marker the file ends without one.
   }

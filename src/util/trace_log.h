@@ -10,13 +10,13 @@
 #define KXL_UTIL_TRACE_LOG_H
 
 #include <atomic>
-#include <boost/thread/mutex.hpp>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
 
 #include "esd/streams.h"
+#include "platform/thread_guards.h"
 
 namespace kxl {
 
@@ -84,7 +84,7 @@ class TraceLog {
   static constinit inline std::atomic<int> level_{0};
   static constinit inline std::atomic<bool> isOpen_{false};
   std::atomic<bool> wasConfigured_{false};
-  boost::mutex mutex_;     // guards what follows, and every change of what is above
+  ForkMutex mutex_;        // guards what follows, and every change of what is above
   std::string path_;       // empty: the fall-back
   bool isForked_ = false;  // the file was opened by the parent, who ends it
   std::unique_ptr<ESDofstream> stream_;

@@ -1,12 +1,15 @@
 // Hosts that are not as a library would wish them.
 #include <fcntl.h>
+#include <grp.h>
 #include <kxl/kxl.h>
 #include <pwd.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <ctime>
 #include <locale>
@@ -193,6 +196,54 @@ TEST(HostileHost, MayForkWhileItsThreadsCall) {
   fs::create_directories(InTestFolder("opt"));
   WriteSettings("<LastDateCheck>2008-03-31</LastDateCheck>");
   EXPECT_EQ(ChildProcess(ForkBesideCalls, {}, WithAccounts()).Exit(), 0);
+}
+
+volatile sig_atomic_t forks = 0;
+volatile sig_atomic_t childrenThatHang = 0;
+
+// As crash reporters do. A child that calls finds half done what its thread was doing.
+void ForkInHandler(int /*signal*/) {
+  const pid_t child = fork();
+  if (child == 0) {
+    sigset_t none;
+    sigemptyset(&none);
+    signal(SIGALRM, SIG_DFL);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    alarm(5);
+    if (forks % 2 == 1) KXLGetVersion();  // the others take locks of files, and look accounts up
+    _exit(0);
+  }
+  int status = 0;
+  while (waitpid(child, &status, 0) == -1 && errno == EINTR) {
+  }
+  forks = forks + 1;
+  if (WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM) childrenThatHang = childrenThatHang + 1;
+}
+
+int ForkInsideCalls(const Link& /*parent*/, const Arguments& /*arguments*/) {
+  // An administrator without a database of accounts in between, which has locks of its own.
+  constexpr gid_t kUnknownGroup = 54321;
+  if (setgroups(1, &kUnknownGroup) != 0) return 2;
+  struct sigaction action = {};
+  action.sa_handler = ForkInHandler;
+  action.sa_flags = SA_RESTART;
+  sigaction(SIGALRM, &action, nullptr);
+  const itimerval often = {{0, 500}, {0, 500}};
+  setitimer(ITIMER_REAL, &often, nullptr);
+  int result = 0;
+  while (forks < 500 && result == 0) result = MakeAllCalls(kAllNine, kAnswers);
+  setitimer(ITIMER_REAL, nullptr, nullptr);
+  return result != 0 ? result : childrenThatHang;
+}
+
+TEST(HostileHost, MayForkInASignalHandlerInsideACall) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "a child may find the sanitizer's own locks held";
+#endif
+  if (geteuid() != 0) GTEST_SKIP() << "needs root to be an administrator";
+  fs::create_directories(InTestFolder("opt"));
+  WriteSettings("<LastDateCheck>2008-03-31</LastDateCheck>");
+  EXPECT_EQ(ChildProcess(ForkInsideCalls).Exit(), 0);
 }
 
 }  // namespace
