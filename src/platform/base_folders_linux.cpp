@@ -6,16 +6,13 @@
 
 #include <array>
 #include <boost/static_string.hpp>
-#include <cerrno>
 #include <climits>
 #include <cstddef>
 #include <cstdlib>
-#include <filesystem>
+#include <cstring>
 #include <mutex>
 #include <new>
 #include <string_view>
-#include <system_error>
-#include <vector>
 
 #include "platform/file_system.h"
 #include "platform/path.h"
@@ -47,10 +44,8 @@ StoredPath HomeFolder() {
   if (!home.empty()) return home;
   passwd user;
   passwd* found = nullptr;
-  std::vector<char> buffer(1024);
-  while (getpwuid_r(geteuid(), &user, buffer.data(), buffer.size(), &found) == ERANGE) {
-    buffer.resize(buffer.size() * 2);
-  }
+  std::array<char, 16384> buffer;
+  getpwuid_r(geteuid(), &user, buffer.data(), buffer.size(), &found);
   return found == nullptr ? StoredPath() : AbsoluteOrNone(found->pw_dir);
 }
 
@@ -58,10 +53,18 @@ StoredPath HomeFolder() {
 StoredPath RootPrefix() {
   const char* value = secure_getenv("KXL_ROOT");
   if (value == nullptr || *value == '\0') return StoredPath("/");
-  std::error_code error;
-  return AbsoluteOrNone(std::filesystem::absolute(value, error).native());
+  if (*value == '/') return AbsoluteOrNone(value);
+  std::array<char, PATH_MAX> folder;
+  if (getcwd(folder.data(), folder.size()) == nullptr) return {};
+  StoredPath path = AbsoluteOrNone(folder.data());
+  if (path.empty() || path.size() + 1 + std::strlen(value) >= PATH_MAX) return {};
+  path += '/';
+  path += value;
+  return path;
 }
 
+// Made without memory of the heap: an exception that passes through call_once ends the process
+// where the C library cannot load the unwinder for it.
 struct Environment {
   StoredPath root = RootPrefix();
   StoredPath home = HomeFolder();
