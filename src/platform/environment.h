@@ -3,6 +3,7 @@
 #define KXL_PLATFORM_ENVIRONMENT_H
 
 #include <string>
+#include <string_view>
 
 namespace kxl {
 
@@ -16,8 +17,12 @@ namespace kxl {
 // change.
 void SetVariable(const std::string& name, const std::string& value);
 
-// As unsetenv(3), without its lock.
-void RemoveVariable(const std::string& name);
+// The variable as it stands in the environment, "name=value"; null when it is not set.
+char* FindVariable(std::string_view name);
+
+// Puts back what FindVariable has answered before the variable was set; null unsets it, as
+// unsetenv(3). Needs no memory.
+void RestoreVariable(std::string_view name, char* assignment) noexcept;
 
 }  // namespace kxl
 

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <memory>
 #include <set>
+#include <string>
 #include <vector>
 
 #include "platform/thread_guards.h"
@@ -48,8 +49,9 @@ char** Variables() {
 }
 
 // Where the variable stands in the list, or the null at its end.
-char** Find(char** list, const std::string& assignment) {
-  while (*list != nullptr && std::strncmp(*list, assignment.c_str(), assignment.size()) != 0) {
+char** Find(char** list, std::string_view name) {
+  while (*list != nullptr &&
+         (std::strncmp(*list, name.data(), name.size()) != 0 || (*list)[name.size()] != '=')) {
     ++list;
   }
   return list;
@@ -58,8 +60,9 @@ char** Find(char** list, const std::string& assignment) {
 // Puts a copy of the list with room for more into its place, and answers its end.
 char** Enlarge(Made& mine, char** list, std::size_t count) {
   constexpr std::size_t kSpare = 32;
-  mine.capacity = count + kSpare;
-  mine.list = mine.lists.emplace_back(new char*[mine.capacity]()).get();
+  const std::size_t capacity = count + kSpare;
+  mine.list = mine.lists.emplace_back(std::make_unique<char*[]>(capacity)).get();
+  mine.capacity = capacity;
   char** const end = std::copy_n(list, count, mine.list);
   std::atomic_ref<char**>(environ).store(mine.list, std::memory_order_release);
   return end;
@@ -69,9 +72,8 @@ char** Enlarge(Made& mine, char** list, std::size_t count) {
 
 void SetVariable(const std::string& name, const std::string& value) {
   Made& mine = MadeSoFar();
-  const std::string assignment = name + "=";
-  char* const text = const_cast<char*>(mine.texts.insert(assignment + value).first->c_str());
-  char** place = Find(Variables(), assignment);
+  char* const text = const_cast<char*>(mine.texts.insert(name + '=' + value).first->c_str());
+  char** place = Find(Variables(), name);
   if (*place == nullptr) {
     const auto count = static_cast<std::size_t>(place - Variables());
     if (environ != mine.list || count + 2 > mine.capacity) {
@@ -82,10 +84,15 @@ void SetVariable(const std::string& name, const std::string& value) {
   Store(*place, text);
 }
 
-void RemoveVariable(const std::string& name) {
-  const std::string assignment = name + "=";
-  for (char** place = Find(Variables(), assignment); *place != nullptr;
-       place = Find(place, assignment)) {
+char* FindVariable(std::string_view name) { return *Find(Variables(), name); }
+
+void RestoreVariable(std::string_view name, char* assignment) noexcept {
+  char** place = Find(Variables(), name);
+  if (assignment != nullptr && *place != nullptr) {
+    Store(*place, assignment);
+    return;
+  }
+  for (; *place != nullptr; place = Find(place, name)) {
     for (char** entry = place; *entry != nullptr; ++entry) Store(*entry, entry[1]);
   }
 }

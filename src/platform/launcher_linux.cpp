@@ -15,7 +15,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <map>
-#include <optional>
 #include <string_view>
 
 #include "platform/environment.h"
@@ -162,27 +161,23 @@ ForkMutex launching;
 // Sets variables for a scope and puts back what was there.
 class ScopedEnvironment {
  public:
-  explicit ScopedEnvironment(const EnvironmentList& environment) {
+  // An object from here on: what was set is put back also when memory for the rest runs out.
+  explicit ScopedEnvironment(const EnvironmentList& environment) : ScopedEnvironment() {
     for (const auto& [name, value] : environment) {
-      const char* before = getenv(name.c_str());
-      before_.emplace(name, before == nullptr ? std::nullopt : std::optional<std::string>(before));
+      before_.emplace(name, FindVariable(name));
       SetVariable(name, value);
     }
   }
   ~ScopedEnvironment() {
-    for (const auto& [name, value] : before_) {
-      if (value) {
-        SetVariable(name, *value);
-      } else {
-        RemoveVariable(name);
-      }
-    }
+    for (const auto& [name, assignment] : before_) RestoreVariable(name, assignment);
   }
   ScopedEnvironment(const ScopedEnvironment&) = delete;
   ScopedEnvironment& operator=(const ScopedEnvironment&) = delete;
 
  private:
-  std::map<std::string, std::optional<std::string>> before_;  // of a repeated name, the first
+  ScopedEnvironment() = default;
+
+  std::map<std::string, char*> before_;  // of a repeated name, the first
 };
 
 // Escapes the single quotes that stand before the limit, which may or may not grow with the text.

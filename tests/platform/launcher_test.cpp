@@ -153,7 +153,7 @@ TEST(Launcher, OtherThreadsMayReadTheEnvironment) {
   for (int i = 0; i < 2000; ++i) {
     const std::string name = "KXL_TEST_" + std::to_string(i);
     EXPECT_STREQ(getenv(name.c_str()), "x");
-    kxl::RemoveVariable(name);
+    kxl::RestoreVariable(name, nullptr);
     EXPECT_EQ(getenv(name.c_str()), nullptr);
   }
   kxl::SetVariable("KXL_TEST_0", "again");
