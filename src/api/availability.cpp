@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "api/entry_frame.h"
 #include "api/registration.h"
 #include "api/validation.h"
 #include "esd/number_text.h"
@@ -58,7 +59,7 @@ Answer ReadAnswer(const std::string& folder, const std::string& path, std::int32
       break;
   }
   if (parsed && result != nullptr) *result = NumberIn(builder.Document());
-  RemoveFileSystemObject(folder);
+  AfterSuccess([&] { RemoveFileSystemObject(folder); });
   return Answer::kRead;
 }
 

@@ -42,6 +42,16 @@ void GuardEntry(Result& result, Body body) noexcept {
   }
 }
 
+// Runs what follows a change that is on the disk: nothing that it throws takes that back.
+template <typename Body>
+void AfterSuccess(Body body) noexcept {
+  try {
+    body();
+  } catch (...) {
+    TraceException();
+  }
+}
+
 // The frame of the functions that answer a result code: trace writes the arguments, handler answers
 // the code and is given the request's preferences.
 template <typename Trace, typename Handler>
@@ -52,9 +62,8 @@ std::int32_t TracedRequest(std::string_view function, Trace trace, Handler handl
     EnsureLogConfigured(preferences);
     TraceCall(function);
     trace();
-    const std::int32_t answer = handler(preferences);
-    TraceResult(answer);
-    result = answer;
+    result = handler(preferences);
+    TraceResult(result);
   });
   return code;
 }

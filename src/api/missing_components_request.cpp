@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "api/entry_frame.h"
 #include "api/locale_code.h"
 #include "api/registration.h"
 #include "api/request_gate.h"
@@ -85,10 +86,13 @@ std::int32_t DownloadMissingComponentsRequest(const char* appIdentifier, const c
   const ComponentRequest request = {appIdentifier, appDisplayName, appFolderPath, operationType,
                                     nullptr,       nullptr,        nullptr};
   const std::int32_t code = AddAll(list, request, *components);
-  LogValue(kLogNormal, Flush::kYes, "MissingMedia Path", list.Path());
-  // What was listed before a component failed stays, and is fetched with the next request.
-  if (code == ESD_ERR_FAILURE) return code;
-  return TellUpdater(language) ? code : ESD_ERR_KX;
+  bool isTold = false;
+  AfterSuccess([&] {
+    LogValue(kLogNormal, Flush::kYes, "MissingMedia Path", list.Path());
+    // What was listed before a component failed stays, and is fetched with the next request.
+    if (code != ESD_ERR_FAILURE) isTold = TellUpdater(language);
+  });
+  return isTold || code == ESD_ERR_FAILURE ? code : ESD_ERR_KX;
 }
 
 }  // namespace kxl

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "api/entry_frame.h"
 #include "api/validation.h"
 #include "platform/accounts.h"
 #include "platform/file_system.h"
@@ -77,8 +78,10 @@ std::int32_t RegisterApplication(const char* appIdentifier, const char* appDispl
   switch (RegisterInList(app)) {
     case RegisterResult::kAdded:
     case RegisterResult::kReplaced:
-      Trace(std::string("Successfully registerred AppIdentifier: ") + appIdentifier +
-            "\nAppName: " + appDisplayName + "\nAppFolder: " + appFolderPath);
+      AfterSuccess([&] {
+        Trace(std::string("Successfully registerred AppIdentifier: ") + appIdentifier +
+              "\nAppName: " + appDisplayName + "\nAppFolder: " + appFolderPath);
+      });
       return ESD_ERR_OK;
     case RegisterResult::kUnchanged:
       return ESD_ERR_ALREADYREGISTERED;
@@ -100,13 +103,15 @@ std::int32_t UnRegisterApplication(const char* appIdentifier) {
       Trace(std::string("Unregistration failed - AppIdentifier: ") + appIdentifier);
       return ESD_ERR_REGISTRATIONFAILED;
     case UnregisterResult::kRemoved:
-      Trace(std::string("Successfully unregistered - AppIdentifier: ") + appIdentifier);
       break;
   }
-  RemoveSettings(appIdentifier);
-  // A list that cannot be read any more is no reason to keep the updater from looking.
-  std::vector<KeldaUpdaterRegisteredApp> apps;
-  if (!list.GetRegisteredApps(apps) || apps.empty()) LetUpdaterTidyUp();
+  AfterSuccess([&] {
+    Trace(std::string("Successfully unregistered - AppIdentifier: ") + appIdentifier);
+    RemoveSettings(appIdentifier);
+    // A list that cannot be read any more is no reason to keep the updater from looking.
+    std::vector<KeldaUpdaterRegisteredApp> apps;
+    if (!list.GetRegisteredApps(apps) || apps.empty()) LetUpdaterTidyUp();
+  });
   return ESD_ERR_OK;
 }
 

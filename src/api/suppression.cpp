@@ -8,6 +8,7 @@
 #include <exception>
 #include <string>
 
+#include "api/entry_frame.h"
 #include "api/validation.h"
 #include "platform/folders.h"
 #include "platform/path.h"
@@ -94,7 +95,9 @@ std::int32_t SuppressUpdates(char* appIdentifier, std::uint32_t* bufferSize, std
   });
   // A hold that is taken off needs no word: the updater looks before it shows its next notice.
   const bool hasSetHold = code == ESD_ERR_OK && query == 0 && seconds != nullptr && *seconds != 0;
-  if (hasSetHold && FindUpdaterProcess(BringToFront::kNo)) PostSuppressionSignal();
+  AfterSuccess([hasSetHold] {
+    if (hasSetHold && FindUpdaterProcess(BringToFront::kNo)) PostSuppressionSignal();
+  });
   return code;
 }
 
