@@ -98,7 +98,7 @@ bool PrefsWriter::ReplaceElement(const XMLNodePointer& element) {
 }
 
 bool PrefsWriter::Write() {
-  std::string text;
+  std::string text;  // whole before the file loses what it had: memory may run out
   if (isUnknown_ || !PrintNode(*document_, text)) return false;
   kxl::ESDofstream file(path_, kxl::FileAccess::kReplace);
   file.Write(text);

@@ -7,6 +7,7 @@
 #include "esd/streams.h"
 #include "platform/file_system.h"
 #include "platform/regular_file.h"
+#include "stores/record_list.h"
 #include "util/utc_time.h"
 
 namespace kxl {
@@ -102,11 +103,12 @@ bool SuppressFile::WriteBack() {
     return RemoveFileSystemObject(path_) || !isCleared_ || (!isProtected && Empty(path_));
   }
   if (isProtected) return false;
+  // Whole before there is a companion, which an exception would leave behind.
+  std::string text;
+  for (const Hold& hold : holds_) text += Line(hold);
   const std::string companion = path_ + "_";
   DeleteFile(companion);  // of a process that died; it may deny even its owner
   ESDofstream file(companion, FileAccess::kReplace, Links::kRefuse);
-  std::string text;
-  for (const Hold& hold : holds_) text += Line(hold);
   const bool isWritten =
       file.IsOpen() && (!exists || file.SetMode(mode)) && file.Write(text) && file.Sync();
   if (file.Close() && isWritten && std::rename(companion.c_str(), path_.c_str()) == 0) return true;
