@@ -1,5 +1,6 @@
 #include "platform/file_system.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -7,7 +8,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
-#include <system_error>
+#include <memory>
+#include <string_view>
 #include <vector>
 
 #include "platform/path.h"
@@ -76,6 +78,32 @@ bool CreateMissingFolders(const std::string& path, FolderRights rights, bool& cr
     if (!CreateFolder(missing.back(), rights, created)) return false;
   }
   return true;
+}
+
+struct DirectoryCloser {
+  void operator()(DIR* directory) const { closedir(directory); }
+};
+
+// The standard library's walk ends the process where memory runs out.
+int DeleteContents(int parent, const char* path) {
+  FileDescriptor folder = OpenAt(parent, path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+  if (!folder.valid()) return errno;
+  const std::unique_ptr<DIR, DirectoryCloser> entries(fdopendir(folder.get()));
+  if (!entries) return errno;
+  const int at = folder.Release();
+  for (;;) {
+    errno = 0;
+    const dirent* entry = readdir(entries.get());
+    if (entry == nullptr) return errno;
+    const std::string_view name = entry->d_name;
+    if (name == "." || name == ".." || unlinkat(at, entry->d_name, 0) == 0 || errno == ENOENT) {
+      continue;
+    }
+    if (errno != EISDIR) return errno;
+    const int status = DeleteContents(at, entry->d_name);
+    if (status != 0 && status != ENOENT) return status;
+    if (unlinkat(at, entry->d_name, AT_REMOVEDIR) != 0 && errno != ENOENT) return errno;
+  }
 }
 
 }  // namespace
@@ -171,14 +199,6 @@ bool DeleteFolder(const std::string& path, Contents contents) {
   return rmdir(path.c_str()) == 0 || errno == ENOENT;
 }
 
-int DeleteFolderContents(const std::string& path) {
-  std::error_code error;
-  fs::directory_iterator entry(path, error);
-  while (!error && entry != fs::directory_iterator()) {
-    fs::remove_all(entry->path(), error);
-    if (!error) entry.increment(error);
-  }
-  return error.value();
-}
+int DeleteFolderContents(const std::string& path) { return DeleteContents(AT_FDCWD, path.c_str()); }
 
 }  // namespace kxl
