@@ -1,7 +1,7 @@
 #!/bin/sh
-# Kills a host at every system call on files of every writing operation, and lets each of them fail,
-# on a throw-away machine; a table tells what was tried, and the exit status whether all went well.
-#   crash_sweep.sh [--sample K]     every Kth system call only
+# Kills a host at every system call on files of every writing operation, and lets each of them and
+# each of its allocations fail, on a throw-away machine; a table tells what was tried, and the exit status whether all went well.
+#   crash_sweep.sh [--sample K]     every Kth of them only
 # No updater may run beside it for this user: hosts would find it.
 set -eu
 cd "$(dirname "$0")/.."

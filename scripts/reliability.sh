@@ -29,6 +29,7 @@ row 'threads that call everything, under the race detector' 8 0
 run scripts/crash_sweep.sh
 row 'processes killed at a system call' "$(number '$1 == "all" { print $2 }')" 0
 row 'system calls that fail' "$(number '$1 == "all" { print $3 }')" 0
+row 'allocations that fail' "$(number '$1 == "all" { print $4 }')" 0
 run cmake --build --preset release
 run build/layer_tests --gtest_filter='DamagedFiles.*'
 row 'damaged files' "$(number '/damaged files$/ { all += $1 } END { print all }')" 0

@@ -1,11 +1,17 @@
 /* A host application that makes one call (with ASKER as the identifier of a question), for the
- * sweep to kill or to let system calls fail in. sweep_host OPERATION ASKER Its exit status is what
+ * sweep to kill or to let system calls or, with a fourth argument, allocations fail in: the Nth, or
+ * with N+ that one and all later ones. sweep_host OPERATION ASKER [N[+]] Its exit status is what
  * the call answered, or 20 + the number of an answer of the updater; 100 when the call has left
  * descriptors open. */
+#include <dlfcn.h>
+#include <errno.h>
 #include <grp.h>
 #include <kxl/kxl.h>
 #include <poll.h>
 #include <pwd.h>
+#include <semaphore.h>
+#include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 #include <sys/syscall.h>
 #include <time.h>
@@ -23,6 +29,38 @@ int clock_gettime(clockid_t clock, struct timespec* now) {
     now->tv_nsec = (long)(nanoseconds % 1000000000);
   }
   return status;
+}
+
+static int isCounting = 0;
+static long allocations = 0;
+static long failing = -1;
+static int failAllLater = 0;
+
+static int Fails(void) {
+  if (!isCounting) return 0;
+  ++allocations;
+  if (allocations != failing && !(failAllLater && allocations > failing)) return 0;
+  errno = ENOMEM;
+  return 1;
+}
+
+void* __libc_malloc(size_t size);
+void* __libc_calloc(size_t count, size_t size);
+void* __libc_realloc(void* memory, size_t size);
+void* malloc(size_t size) { return Fails() ? NULL : __libc_malloc(size); }
+void* calloc(size_t count, size_t size) { return Fails() ? NULL : __libc_calloc(count, size); }
+void* realloc(void* memory, size_t size) { return Fails() ? NULL : __libc_realloc(memory, size); }
+
+/* The C library cannot tell of a lock that it has made and then has no memory to remember. */
+sem_t* sem_open(const char* name, int flags, ...) {
+  sem_t* (*next)(const char*, int, ...);
+  sem_t* semaphore;
+  const int wasCounting = isCounting;
+  isCounting = 0;
+  *(void**)&next = dlsym(RTLD_NEXT, "sem_open");
+  semaphore = next(name, flags, 0700, 1);
+  isCounting = wasCounting;
+  return semaphore;
 }
 
 /* How many descriptors are open. The library makes no such call, so none of these is made to fail.
@@ -65,19 +103,30 @@ static int Call(const char* operation, const char* asker) {
     const int32_t code = KXLIsUpdateAvailable(asker, name, folder, 7, &number, false);
     return code == ESD_ERR_OK ? kAnswer + number : code;
   }
+  if (strcmp(operation, "enabled") == 0) return KXLIsUpdateCheckEnabled() ? 0 : 1;
+  if (strcmp(operation, "plugin") == 0) return KXLDoPluginAction(id);
   return KXLGetVersion() != 0 ? 0 : 1;
 }
 
 int main(int argc, char** argv) {
+  char made[64];
   int before;
   int code;
-  if (argc != 3) return 64;
+  if (argc != 3 && argc != 4) return 64;
+  if (argc == 4) {
+    failing = atol(argv[3]);
+    failAllLater = strchr(argv[3], '+') != NULL;
+  }
   alarm(kPatience);
   getgrgid(getgid()); /* the wrapped account database keeps its files open */
   getpwuid(getuid());
   before = OpenDescriptors();
   access("the sweep begins here", F_OK);
+  isCounting = 1;
   code = Call(argv[1], argv[2]);
+  isCounting = 0;
+  snprintf(made, sizeof made, "allocations: %ld", allocations);
+  access(made, F_OK);
   /* The trace log stays open. */
   return OpenDescriptors() > before + 1 ? kLeak : code;
 }

@@ -51,6 +51,7 @@ int Machine::Run(std::vector<std::string> command, bool hasAccounts) const {
   std::vector<std::string> variables = {
       "PATH=/usr/bin:/bin", "KXL_ROOT=" + folder_.string(), "HOME=" + (folder_ / "home").string(),
       "XDG_RUNTIME_DIR=" + (folder_ / "run").string(), "LC_ALL=C",
+      "doActionAppID=as the host has set it",
       // strace hands its own environment on, and is not to be given the wrapped accounts itself.
       "NSS_WRAPPER_PASSWD=" + (folder_ / "passwd").string(),
       "NSS_WRAPPER_GROUP=" + (folder_ / "group").string()};
@@ -81,6 +82,13 @@ int Machine::Host(const Operation& operation) const {
 }
 
 int Machine::TracedHost(const Operation& operation, const Injection* injection) const {
+  if (injection != nullptr && injection->IsAllocation()) {
+    fs::remove(TracePath());
+    const std::string number = std::to_string(injection->number);
+    return Run({Programs() / "sweep_host", operation.name, kAsker,
+                number + (injection->forEver ? "+" : "")},
+               true);
+  }
   std::vector<std::string> command = {"strace",      "-s",        "300",
                                       "-o",          TracePath(), "-e",
                                       "signal=none", "-E",        "LD_PRELOAD=libnss_wrapper.so"};
@@ -114,13 +122,16 @@ bool Machine::OthersMayRegister() const {
          (fs::status(shared).permissions() & fs::perms(0775)) == fs::perms(0775);
 }
 
-Files Machine::HeldLocks() const {
+Files Machine::HeldLocks(const Operation& operation) const {
   Files locks;
   for (const std::string& path : {kList, kComponents, kPreferences, kHolds}) {
     const std::string name = folder_ / path;
     locks[name] = esd::SemaphorePath(name);
   }
-  locks["request:" + kAsker] = esd::SemaphorePath("KeldaUpdater6" + kAsker);
+  // Another machine may be asking just now.
+  if (operation.before.count(kAnswerFile) > 0) {
+    locks["request:" + kAsker] = esd::SemaphorePath("KeldaUpdater6" + kAsker);
+  }
   std::erase_if(locks, [](const auto& lock) { return !fs::exists(lock.second); });
   return locks;
 }

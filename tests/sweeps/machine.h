@@ -12,7 +12,9 @@ namespace sweep {
 
 namespace fs = std::filesystem;
 
-// What is done to one system call of an operation.
+inline const std::string kAllocation = "allocation";
+
+// What is done to one system call or allocation of an operation.
 struct Injection {
   std::string call;      // its name
   int number = 0;        // which of the calls of that name, from 1
@@ -27,6 +29,7 @@ struct Injection {
     return "inject=" + call + (error.empty() ? ":signal=KILL" : ":error=" + error) +
            ":when=" + when;
   }
+  bool IsAllocation() const { return call == kAllocation; }
   std::string Text() const {
     if (error.empty()) return "killed at " + call + " " + std::to_string(number);
     return call + " " + std::to_string(number) + (forEver ? " and all later ones" : "") +
@@ -59,8 +62,8 @@ class Machine {
 
   bool UsesSecondChoice() const { return fs::exists(folder_ / kSecondChoice); }
 
-  // The locks that were left held, as the tool names them, with their semaphores.
-  Files HeldLocks() const;
+  // The operation's locks that were left held, as the tool names them, with their semaphores.
+  Files HeldLocks(const Operation& operation) const;
 
  private:
   fs::path folder_;

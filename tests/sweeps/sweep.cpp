@@ -1,7 +1,8 @@
 // Runs every writing operation of a host application under strace, once for each of its system
-// calls on files: killed at that call, and with that call failing, once or from then on. Looks then
+// calls on files: killed at that call, and with that call failing, once or from then on; and with
+// each of its allocations failing, once or from then on. Looks then
 // at what is on the disk, with the tool as a second process, and makes the call again.
-//   sweep [--sample K]     every Kth system call only
+//   sweep [--sample K]     every Kth of them only
 // Needs beside it: the host (sweep_host) and the tool (kxl). Exits with 77 where strace cannot
 // trace.
 #include <sys/stat.h>
@@ -26,6 +27,7 @@ constexpr int kSkipped = 77;
 struct Outcome {
   int kills = 0;
   int faults = 0;
+  int allocations = 0;
   int failures = 0;
 };
 
@@ -41,8 +43,13 @@ std::vector<Job> MakeJobs(const std::vector<Plan>& plans, std::vector<Outcome>& 
   for (std::size_t i = 0; i < plans.size(); ++i) {
     for (std::size_t call = i % sample; call < plans[i].calls.size(); call += sample) {
       Injection injection = plans[i].calls[call];
-      jobs.push_back({&plans[i], &outcomes[i], injection});
-      for (const char* error : {"ENOSPC", "EIO", "EACCES", "EMFILE", "EINTR"}) {
+      std::vector<std::string> errors = {"ENOSPC", "EIO", "EACCES", "EMFILE", "EINTR"};
+      if (injection.IsAllocation()) {
+        errors = {"ENOMEM"};
+      } else {
+        jobs.push_back({&plans[i], &outcomes[i], injection});
+      }
+      for (const std::string& error : errors) {
         for (const bool forEver : {false, true}) {
           injection.error = error;
           injection.forEver = forEver;
@@ -52,6 +59,11 @@ std::vector<Job> MakeJobs(const std::vector<Plan>& plans, std::vector<Outcome>& 
     }
   }
   return jobs;
+}
+
+int& Counter(Outcome& outcome, const Injection& injection) {
+  if (injection.IsAllocation()) return outcome.allocations;
+  return injection.IsKill() ? outcome.kills : outcome.faults;
 }
 
 void Work(const Machine& machine, const std::vector<Job>& jobs, std::atomic<std::size_t>& next) {
@@ -64,7 +76,7 @@ void Work(const Machine& machine, const std::vector<Job>& jobs, std::atomic<std:
     const Verdict verdict = Try(machine, *job.plan, job.injection);
     if (asking.owns_lock()) asking.unlock();
     const std::lock_guard<std::mutex> guard(reporting);
-    if (verdict.isReached) ++(job.injection.IsKill() ? job.outcome->kills : job.outcome->faults);
+    if (verdict.isReached) ++Counter(*job.outcome, job.injection);
     if (verdict.blame.empty()) continue;
     ++job.outcome->failures;
     std::cout << job.plan->operation.name << ", " << job.injection.Text() << ": " << verdict.blame
@@ -73,7 +85,8 @@ void Work(const Machine& machine, const std::vector<Job>& jobs, std::atomic<std:
 }
 
 void PrintRow(const std::string& name, const Outcome& outcome) {
-  std::printf("%-16s %8d %8d %8d\n", name.c_str(), outcome.kills, outcome.faults, outcome.failures);
+  std::printf("%-16s %8d %8d %11d %8d\n", name.c_str(), outcome.kills, outcome.faults,
+              outcome.allocations, outcome.failures);
 }
 
 int Sweep(const fs::path& folder, std::size_t sample) {
@@ -103,11 +116,13 @@ int Sweep(const fs::path& folder, std::size_t sample) {
   for (std::thread& worker : workers) worker.join();
 
   Outcome total;
-  std::printf("%-16s %8s %8s %8s\n", "operation", "kills", "faults", "failures");
+  std::printf("%-16s %8s %8s %11s %8s\n", "operation", "kills", "faults", "allocations",
+              "failures");
   for (std::size_t i = 0; i < plans.size(); ++i) {
     PrintRow(plans[i].operation.name, outcomes[i]);
     total.kills += outcomes[i].kills;
     total.faults += outcomes[i].faults;
+    total.allocations += outcomes[i].allocations;
     total.failures += outcomes[i].failures;
   }
   PrintRow("all", total);
