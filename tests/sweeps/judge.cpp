@@ -109,11 +109,6 @@ class Judge {
     for (const auto& [path, text] : all) {
       const auto content = Content(now, path);
       if (path == kLockFile) continue;
-      // One that was opened to be written, without memory for its stream then.
-      if (injection_.IsAllocation() && content == "") {
-        isTorn_ = isTorn_ || path == kPreferences;
-        continue;
-      }
       const bool isKnown = plan_.before.count(path) + plan_.after.count(path) > 0;
       if (path == kLog) {
         if (plan_.operation.name == "log" && !IsWholeLog(content.value_or(""))) {
