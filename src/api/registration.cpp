@@ -26,10 +26,11 @@ void Trace(const std::string& text) { LogMessage(kLogNormal, Flush::kYes, text);
 // fail for ever because somebody else has damaged the list.
 RegisterResult RegisterInList(const KeldaUpdaterRegisteredApp& app) {
   KeldaUpdaterRegistrationManager list;
-  RegisterResult result = list.Register(app);
+  const FileLock first(list);
+  RegisterResult result = first.IsHeld() ? list.Register(app) : RegisterResult::kFailed;
   if (result == RegisterResult::kFailed) {
-    const FileLock lock(list);
-    if (lock.IsHeld() && list.Recover()) result = list.Register(app);
+    const FileLock second(list);  // where the first wait was in vain
+    if (second.IsHeld() && list.Recover()) result = list.Register(app);
     // Somebody else's entry, or one that a failing disk let through, is no success of this request.
     if (result == RegisterResult::kUnchanged) result = RegisterResult::kFailed;
   }

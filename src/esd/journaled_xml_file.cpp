@@ -111,7 +111,10 @@ bool JournaledXMLLockedFile::Save() {
 
 bool JournaledXMLLockedFile::Load() {
   const FileLock lock(*this);
-  return lock.IsHeld() && JournaledXMLFile::Load();
+  if (!lock.IsHeld()) return false;
+  loaded_ = false;  // also when it throws
+  loaded_ = JournaledXMLFile::Load();
+  return *loaded_;
 }
 
 bool JournaledXMLLockedFile::Remove() {
@@ -122,6 +125,7 @@ bool JournaledXMLLockedFile::Remove() {
 bool JournaledXMLLockedFile::Lock() {
   if (Path().empty()) return false;
   if (!IsLocked()) locker_.emplace(Path(), waitMilliseconds_);
+  loaded_.reset();
   return locker_->Lock();
 }
 
@@ -132,7 +136,8 @@ bool JournaledXMLLockedFile::IsLocked() const { return locker_ && locker_->IsLoc
 bool JournaledXMLLockedFile::Recover() {
   const FileLock lock(*this);
   if (!lock.IsHeld()) return false;
-  if (Load()) return true;
+  // Not looked at twice: a file that somebody has made up may take a second each time.
+  if (loaded_ ? *loaded_ : Load()) return true;
   if (LastRead() != esd::ReadStatus::kDamaged || IsJournalUnknown()) return false;
   // Somebody may still want to look at what is left of it, or put it back entry by entry.
   const std::string aside = Path() + ".damaged";

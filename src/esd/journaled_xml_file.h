@@ -94,16 +94,17 @@ class JournaledXMLLockedFile : public JournaledXMLFile {
   bool Unlock();
   bool IsLocked() const;
 
-  // Makes a file usable again with which an operation has failed. A file that loads is left as it
-  // is. One that was read and is damaged is set aside as path + ".damaged" (an older one of that
-  // name is replaced), and the file begins anew. False, with everything left as it is, when the
-  // lock is not to be had, when the file or its journal cannot be opened or read, and when setting
-  // aside fails.
+  // Makes a file usable again with which an operation has failed. A file that loads, or has been
+  // loaded since the lock was taken, is left as it is. One that was read and is damaged is set
+  // aside as path + ".damaged" (an older one of that name is replaced), and the file begins anew.
+  // False, with everything left as it is, when the lock is not to be had, when the file or its
+  // journal cannot be opened or read, and when setting aside fails.
   bool Recover();
 
  private:
   std::uint32_t waitMilliseconds_;
   std::optional<esd::ResourceLocker> locker_;
+  std::optional<bool> loaded_;  // what Load has answered since the lock was taken
 };
 
 // Holds a file's lock for a scope, unless an outer scope holds it already.

@@ -18,9 +18,12 @@ void* NodeMemory::TakePiece(std::size_t size, std::size_t alignment) {
 std::string_view NodeMemory::KeepName(std::string_view name) {
   if (name.empty()) return {};
   const auto end = static_cast<unsigned char>(name.back());
-  std::string_view& kept = names_[(name.size() * 5 + end) % names_.size()];
-  if (kept != name) kept = Keep(name);
-  return kept;
+  std::string_view& recent = recentNames_[(name.size() * 5 + end) % recentNames_.size()];
+  if (recent != name) {
+    const auto known = names_.find(name);
+    recent = known != names_.end() ? *known : *names_.insert(Keep(name)).first;
+  }
+  return recent;
 }
 
 std::string_view NodeMemory::Keep(std::string_view text) {

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <memory>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 namespace esd {
@@ -33,8 +34,9 @@ class NodeMemory {
 
   // A copy of the text.
   std::string_view Keep(std::string_view text);
-  // The same for names, of which a document has few, many times each: most are copied once.
+  // The same for names, of which a document has few, many times each: one copy of each.
   std::string_view KeepName(std::string_view name);
+  std::size_t NameCount() const { return names_.size(); }
 
   // A copy of the one text, which was kept here, with the other one behind it. What was kept last
   // is not copied for it, so that a text may come in any number of parts.
@@ -58,7 +60,8 @@ class NodeMemory {
   char* free_ = nullptr;  // what is left of the last piece
   char* end_ = nullptr;
   std::size_t nextPiece_ = 512;
-  std::array<std::string_view, 16> names_;  // that were kept last, by size and end
+  std::array<std::string_view, 16> recentNames_;  // by size and end
+  std::unordered_set<std::string_view> names_;
 };
 
 }  // namespace esd

@@ -66,6 +66,9 @@ class XMLDocumentNode {
   void AddChild(const XMLNodePointer& child);  // ignores a null one
   bool RemoveChild(const XMLNodePointer& child);
 
+  // How many different names the document's elements and attributes have had so far.
+  std::size_t NameCount() const { return memory_->NameCount(); }
+
   // Tells the document that as much text is about to be read into it, in bytes.
   void ExpectText(std::size_t size);
 

@@ -8,6 +8,12 @@
 
 namespace esd {
 
+bool HasTooManyAttributes(std::string_view text) {
+  constexpr std::size_t kLeastAttribute = 4;  // bytes, of those with a short name
+  return text.size() > kMaximumElements * kLeastAttribute &&
+         static_cast<std::size_t>(std::count(text.begin(), text.end(), '=')) > kMaximumElements;
+}
+
 struct ExpatDOMBuilder::Events {
   static void Register(ExpatDOMBuilder& builder) {
     XML_Parser parser = builder.parser_.get();
@@ -36,7 +42,8 @@ struct ExpatDOMBuilder::Events {
       const int namesAndValues = XML_GetSpecifiedAttributeCount(parser);
       builder.elementCount_ += 1 + static_cast<std::size_t>(namesAndValues) / 2;
       // The document itself is one of the open nodes.
-      if (builder.openNodes_.size() > kMaximumDepth || builder.elementCount_ > kMaximumElements) {
+      if (builder.openNodes_.size() > kMaximumDepth || builder.elementCount_ > kMaximumElements ||
+          builder.document_->NameCount() > kMaximumNames) {
         XML_StopParser(parser, XML_FALSE);
         return;
       }
@@ -159,6 +166,9 @@ ReadStatus ExpatDOMBuilder::ReadFrom(int descriptor, std::size_t size) {
     if (buffer == nullptr ||
         !kxl::ReadUpTo(descriptor, static_cast<char*>(buffer), wanted, count)) {
       return ReadStatus::kUnreadable;
+    }
+    if (HasTooManyAttributes({static_cast<const char*>(buffer), count})) {
+      return ReadStatus::kDamaged;
     }
     total += count;
     if (total > kxl::kMaximumFileSize) return ReadStatus::kDamaged;  // it grows while it is read

@@ -24,6 +24,13 @@ inline constexpr std::size_t kMaximumDepth = 256;
 // So does one of more elements and attributes than this, together: each takes some hundred bytes of
 // the host's memory.
 inline constexpr std::size_t kMaximumElements = 1000000;
+// And one of more different names than this, ours have two dozen: expat keeps each of them, which
+// takes it a microsecond.
+inline constexpr std::size_t kMaximumNames = 100000;
+
+// Whether a document's text has so many equals signs, one for each attribute, that it counts as one
+// of too many attributes. Expat reads all of a tag's before it tells of any, so this comes first.
+bool HasTooManyAttributes(std::string_view text);
 
 // What reading a file has met. Damage may be mended by starting the file anew; what could not be
 // read may hold anything and has to be left alone.

@@ -87,7 +87,8 @@ class Printer {
   explicit Printer(std::string& text) : text_(text) {}
 
   bool ReadsBack() const {
-    return readsBack_ && elements_ <= kMaximumElements && text_.size() <= kxl::kMaximumFileSize;
+    return readsBack_ && elements_ <= kMaximumElements && text_.size() <= kxl::kMaximumFileSize &&
+           !HasTooManyAttributes(text_);
   }
 
   void Print(const XMLDocumentNode& node) {
