@@ -9,9 +9,14 @@
 namespace esd {
 
 bool HasTooManyAttributes(std::string_view text) {
-  constexpr std::size_t kLeastAttribute = 4;  // bytes, of those with a short name
-  return text.size() > kMaximumElements * kLeastAttribute &&
-         static_cast<std::size_t>(std::count(text.begin(), text.end(), '=')) > kMaximumElements;
+  constexpr std::size_t kHarmless = 2UL * 1024 * 1024;  // bytes, in which they take no second
+  if (text.size() <= kHarmless) return false;
+  std::size_t count = 0;
+  for (const char character : text) {
+    if (character == '<') count = 0;
+    if (character == '=' && ++count > kMaximumNames) return true;
+  }
+  return false;
 }
 
 struct ExpatDOMBuilder::Events {

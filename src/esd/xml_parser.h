@@ -28,8 +28,9 @@ inline constexpr std::size_t kMaximumElements = 1000000;
 // takes it a microsecond.
 inline constexpr std::size_t kMaximumNames = 100000;
 
-// Whether a document's text has so many equals signs, one for each attribute, that it counts as one
-// of too many attributes. Expat reads all of a tag's before it tells of any, so this comes first.
+// Whether a document has a tag with more attributes than kMaximumNames, all of them different, for
+// which their equals signs are counted: from one '<' to the next, so that a text of as many of them
+// counts too. Expat reads all of a tag's before it tells of any, so this comes first.
 bool HasTooManyAttributes(std::string_view text);
 
 // What reading a file has met. Damage may be mended by starting the file anew; what could not be
