@@ -2,7 +2,6 @@
 #include <pthread.h>
 
 #include <chrono>
-#include <list>
 #include <thread>
 
 #include "esd/resource_locker.h"
@@ -12,8 +11,6 @@
 namespace {
 
 using namespace kxl_test;
-
-using Text = std::optional<std::string>;
 
 Call Register(const Text& id, const Text& name = "Name", const Text& folder = "/opt/app") {
   return {"RegisterApplication", id, name, folder};
@@ -25,51 +22,36 @@ std::size_t CountInList(const std::string& text) { return Count(ReadFile(ListPat
 
 std::size_t CountInLog(const std::string& text) { return Count(ReadLog(LibraryLog()), text); }
 
+std::string Entry(const std::string& id, const std::string& name, const std::string& folder) {
+  return "<Application appID=\"" + id + "\">\n<DisplayName>" + name +
+         "</DisplayName>\n<InstallPath>" + folder + "</InstallPath>\n</Application>\n";
+}
+
+std::string List(const std::string& entries) {
+  return kDeclaration + ("<KeldaUpdaterRegistrationManager>\n" + entries) +
+         "</KeldaUpdaterRegistrationManager>\n";
+}
+
 TEST(Registration, AnswersWhatWasDone) {
-  EXPECT_EQ(
-      CallsInHost({Register("a"), Register("a"), Register("a", "Name", "/moved"), Register("b"),
-                   Unregister("c"), Unregister("a"), Unregister("a"), Unregister("KeldaUpdater")}),
-      (std::vector{0, 5, 0, 0, 6, 0, 6, 4}));
-  EXPECT_EQ(CountInList("<Application "), 1U);
+  WriteFile(ListPath(), "<Other>a foreign root</Other>");
+  EXPECT_EQ(CallsInHost({Register("a"), Register("A")}), (std::vector{0, 0}));
+  const auto written = fs::last_write_time(ListPath());
+  EXPECT_EQ(CallsInHost({Register("a")}), std::vector{5});
+  EXPECT_EQ(fs::last_write_time(ListPath()), written);
+  EXPECT_EQ(CallsInHost({Register("a", "Name", "/<&>"), Unregister("c"), Unregister("KeldaUpdater"),
+                         Register("b"), Unregister("b"), Unregister("b")}),
+            (std::vector{0, 6, 4, 0, 0, 6}));
+  EXPECT_EQ(ReadFile(ListPath()),
+            List(Entry("A", "Name", "/opt/app") + Entry("a", "Name", "/&lt;&amp;&gt;")));
+  EXPECT_EQ(ModeOf(ListPath()), 0664U);
   for (const char* text :
-       {"\nSuccessfully registerred AppIdentifier: a\nAppName: Name\nAppFolder: /moved\n",
+       {"\nSuccessfully registerred AppIdentifier: a\nAppName: Name\nAppFolder: /<&>\n",
         "\nNot already registered - AppIdentifier: c\n",
-        "\nSuccessfully unregistered - AppIdentifier: a\n",
+        "\nSuccessfully unregistered - AppIdentifier: b\n",
         "\nUnregistration failed - AppIdentifier: KeldaUpdater\n"}) {
     EXPECT_EQ(CountInLog(text), 1U) << text;
   }
   EXPECT_EQ(CountInLog("Launching KXL."), 0U);
-}
-
-TEST(Registration, RefusesInvalidArguments) {
-  const auto none = std::nullopt;
-  EXPECT_EQ(CallsInHost({Register(none), Register(""), Register("i", none), Register("i", ""),
-                         Register("i", std::string(513, 'n')), Register("i", "\xC0\x80"),
-                         Register("i", "n", none), Register("i", "n", ""),
-                         Register("i", "n", "/\xFF"), Unregister(none), Unregister("")}),
-            std::vector(11, 3));
-  EXPECT_EQ(
-      CallsInHost({Register("i", std::string(512, 'n')), Register("i", "n", std::string(255, '/')),
-                   Register(std::string(256, '\x7F'))}),
-      std::vector(3, 0));
-  EXPECT_EQ(CountInLog("Will reject"), 0U);
-  EXPECT_EQ(CallsInHost({Register("i", "n", std::string(256, '/')), Register("caf\xE9"),
-                         Register(std::string(257, 'i')), Unregister(std::string(257, 'i'))}),
-            std::vector(4, 3));
-  const std::pair<const char*, std::size_t> refusals[] = {
-      {"\nSpecified app directory is more than or equal to 255 chars.", 1},
-      {"\nApp ID must only contain ANSI character values 0-127.", 1},
-      {"\nApp ID must be less than 256 characters.", 2}};
-  for (const auto& [text, count] : refusals) {
-    EXPECT_EQ(CountInLog(text + std::string(" Will reject processing request.\n")), count) << text;
-  }
-}
-
-TEST(Registration, IsForAdministrators) {
-  const auto environment = WithFreeIdentity("admin:x:5000:kelly\nguest:x:2000:\n");
-  EXPECT_EQ(CallsInHost({Register("a"), Unregister("a"), Register("")}, environment, "guest"),
-            (std::vector{4, 4, 3}));
-  EXPECT_FALSE(fs::exists(ListPath()));
 }
 
 TEST(Registration, TheLastOneStartsTheUpdater) {
@@ -87,40 +69,10 @@ TEST(Registration, TheLastOneStartsTheUpdater) {
   EXPECT_FALSE(fs::exists(ListPath()));
 }
 
-int RegisterMany(const Link& parent, const Arguments& arguments) {
-  for (int i = 0; i < 50; ++i) {
-    const std::string id = arguments[0] + "." + std::to_string(i);
-    parent.Write(KXLRegisterApplication(id.c_str(), "N", "/f") == ESD_ERR_OK ? "1" : "0");
-  }
-  return 0;
-}
-
-TEST(Registration, ManyProcessesLoseNothingThatWasAnswered) {
-  const Environment accounts = WithAccounts();
-  std::list<ChildProcess> hosts;
-  const std::string names[] = {"a", "b", "c", "d"};
-  for (const auto& name : names) hosts.emplace_back(RegisterMany, Arguments{name}, accounts);
-  for (const auto& name : names) {
-    // Each waits 4 seconds for a lock that is held for milliseconds.
-    EXPECT_EQ(hosts.front().ReadAll(), std::string(50, '1')) << name;
-    EXPECT_EQ(hosts.front().Exit(), 0);
-    hosts.pop_front();
-  }
-  for (const auto& name : names) {
-    for (int i = 0; i < 50; ++i) {
-      const std::string id = name + "." + std::to_string(i);
-      EXPECT_EQ(CountInList("appID=\"" + id + "\""), 1U) << id;
-    }
-  }
-}
-
 std::string TwentyApplications() {
-  std::string list = "<KeldaUpdaterRegistrationManager>";
-  for (int i = 0; i < 20; ++i) {
-    list += "<Application appID=\"app" + std::to_string(i) +
-            "\"><DisplayName>N</DisplayName><InstallPath>/f</InstallPath></Application>";
-  }
-  return list + "</KeldaUpdaterRegistrationManager>";
+  std::string entries;
+  for (int i = 0; i < 20; ++i) entries += Entry("app" + std::to_string(i), "N", "/f");
+  return List(entries);
 }
 
 int RegisterOne(const Link& parent, const Arguments& /*arguments*/) {
@@ -184,6 +136,9 @@ TEST(Registration, AFullDiskLosesNoEntry) {
     EXPECT_EQ(ReadFile(ListPath()), TwentyApplications());
     EXPECT_FALSE(fs::exists(ListPath() + ".damaged"));
   }
+  fs::remove(ListPath());
+  EXPECT_EQ(CallsInHost({Register("new")}, WithAccounts(), "100"), std::vector{4});
+  EXPECT_FALSE(fs::exists(ListPath()));
 }
 
 void* CancelItself(void* /*nothing*/) {

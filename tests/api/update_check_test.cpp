@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <ctime>
-#include <list>
 
 #include "esd/resource_locker.h"
 #include "support/host.h"
@@ -35,19 +34,6 @@ std::string Setting(const std::string& key) {
 
 // The settings that a check leaves behind.
 std::string Marks() { return Setting("Launch") + Setting("InBackground") + Setting("InTrayIcon"); }
-
-TEST(UpdateCheck, IsForAdministratorsUnlessSwitchedOff) {
-  EXPECT_EQ(CallsInHost({{"IsUpdateCheckEnabled"}}), std::vector{1});
-  const std::string said = "In KXIsUpdateCheckEnabled(...)\nHas admin priv.\nreturn code = 1\n";
-  EXPECT_EQ(Count(ReadLog(LibraryLog()), said), 1U);
-  const auto guest = WithFreeIdentity("admin:x:5000:kelly\nguest:x:2000:\n");
-  EXPECT_EQ(CallsInHost({{"IsUpdateCheckEnabled"}, Trigger("0"), Trigger("1")}, guest, "guest"),
-            (std::vector{0, 7, 7}));
-  WriteFile(AdminListPath(),
-            "<plist version=\"1.0\"><dict><key>Disable.Update</key><true/></dict></plist>");
-  EXPECT_EQ(CallsInHost({{"IsUpdateCheckEnabled"}, Trigger("0"), Trigger("1"), Trigger("2")}),
-            (std::vector{0, 7, 7, 7}));
-}
 
 TEST(UpdateCheck, StartsTheUpdaterWithItsTask) {
   const StartedUpdater updater;
@@ -133,25 +119,16 @@ TEST(UpdateCheck, AnybodysHoldSuppressesAScheduledOne) {
   updater.Task();
 }
 
-TEST(UpdateCheck, RefusesAndRefreshesAsAsked) {
+TEST(UpdateCheck, RefreshesAsAsked) {
   const StartedUpdater updater;
-  const auto call = [](const std::string& id, std::optional<std::string> name,
-                       std::optional<std::string> folder, const char* refresh) {
-    return Call{"TriggerUpdateCheck", id, std::move(name), std::move(folder), "", "0", refresh};
-  };
-  const auto none = std::nullopt;
-  EXPECT_EQ(
-      CallsInHost({call("", "n", "/f", ""), call("i", none, "/f", ""), call("i", "n", none, ""),
-                   call("i", "n", std::string(256, '/'), ""), call("i", "\xFF", "/f", ""),
-                   call(std::string(257, 'i'), "n", "/f", "refresh"),
-                   call("a&b", "n", "/f", "refresh")}),
-      (std::vector{3, 3, 3, 3, 3, 3, 6}));
-  EXPECT_FALSE(fs::exists(ListPath()));
   for (const char* name : {"n", "n", "other"}) {
-    EXPECT_EQ(CallsInHost({call("i", name, "/f", "refresh")}), std::vector{0});
+    EXPECT_EQ(CallsInHost({{"TriggerUpdateCheck", "i", name, "/f", "", "0", "refresh"}}),
+              std::vector{0});
     EXPECT_EQ(updater.Task(), "0 - i");
     EXPECT_EQ(Count(ReadFile(ListPath()), std::string("<DisplayName>") + name), 1U);
   }
+  EXPECT_EQ(CallsInHost({{"TriggerUpdateCheck", "a&b", "n", "/f", "", "0", "refresh"}}),
+            std::vector{6});
 }
 
 TEST(UpdateCheck, AHeldPreferenceFileCostsThreeSecondsAndBlocksNothing) {
@@ -165,33 +142,6 @@ TEST(UpdateCheck, AHeldPreferenceFileCostsThreeSecondsAndBlocksNothing) {
   EXPECT_GE(time, std::chrono::seconds(3));
   EXPECT_LT(time, std::chrono::seconds(5));
   EXPECT_EQ(updater.Task(), "1 en_US com.example");
-}
-
-int TriggerOften(const Link& /*parent*/, const Arguments& arguments) {
-  const auto none = std::nullopt;
-  int failures = 0;
-  for (int i = 0; i < 10; ++i) {
-    failures +=
-        MakeCall({"TriggerUpdateCheck", none, none, none, none, arguments[0]}) != ESD_ERR_KX;
-  }
-  return failures;
-}
-
-// All write the one file in place; whoever reads it in between must not take the half for the
-// whole.
-TEST(UpdateCheck, ManyAtOnceLoseNoSetting) {
-  fs::create_directory(InTestFolder("opt"));
-  WriteSettings(
-      "<IsFirstRun>0</IsFirstRun><LastDateCheck>2008-03-31</LastDateCheck><Foreign>f</Foreign>"
-      "<AutoCheckType>0</AutoCheckType>");
-  const Environment accounts = WithAccounts();
-  std::list<ChildProcess> hosts;
-  for (const char* type : {"1", "0", "1", "0"}) {
-    hosts.emplace_back(TriggerOften, Arguments{type}, accounts);
-  }
-  for (ChildProcess& host : hosts) EXPECT_EQ(host.Exit(), 0);
-  EXPECT_EQ(Setting("LastDateCheck") + Setting("Foreign") + Setting("IsFirstRun"), "2008-03-31f0");
-  EXPECT_EQ(Setting("InBackground") + Setting("InTrayIcon"), "11");
 }
 
 TEST(UpdateCheck, TheLogIsWhereThePreferencesPutIt) {

@@ -6,7 +6,6 @@
 
 #include <cerrno>
 
-#include "platform/thread_guards.h"
 #include "support/test_folder.h"
 
 namespace {
@@ -131,30 +130,6 @@ TEST_F(JournaledXMLFileTest, RecoversDamageAndNothingElse) {
   fs::create_directory(path_);
   EXPECT_FALSE(file_.Recover());
   EXPECT_TRUE(fs::is_directory(path_));
-}
-
-int WriteWithAFileSizeLimit(const Link& /*parent*/, const Arguments& arguments) {
-  LimitFileSize(arguments[1]);
-  const kxl::FileSizeSignalBlock noSignal;
-  return TextFile(arguments[0]).Write(std::string(20000, 'n'));
-}
-
-// The write fails early, late (with the flush) or not at all. The lock itself needs 32 bytes.
-TEST_F(JournaledXMLFileTest, AFullDiskLeavesTheOldState) {
-  const std::string after = FileText(std::string(20000, 'n'));
-  for (const std::size_t bytes :
-       {std::size_t{32}, std::size_t{10000}, after.size() - 1, after.size()}) {
-    for (const bool existed : {true, false}) {
-      fs::remove(path_);
-      if (existed) WriteFile(path_, FileText("old"));
-      ChildProcess child(WriteWithAFileSizeLimit, {path_, std::to_string(bytes)});
-      const bool fits = bytes == after.size();
-      EXPECT_EQ(child.Exit(), fits) << bytes;
-      EXPECT_EQ(fs::exists(path_), fits || existed);
-      EXPECT_EQ(ReadFile(path_), fits ? after : existed ? FileText("old") : "") << bytes;
-      EXPECT_FALSE(fs::exists(journal_)) << bytes;
-    }
-  }
 }
 
 int SaveWithoutNumbers(const Link& /*parent*/, const Arguments& arguments) {

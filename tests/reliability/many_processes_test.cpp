@@ -94,6 +94,7 @@ TEST(ManyProcesses, LoseNothingAndNeverShowAHalfWrittenFile) {
   fs::create_directories(InTestFolder("updater"));
   fs::create_directories(fs::path(UpdaterExecutable()).parent_path());
   fs::create_symlink(UPDATER, UpdaterExecutable());
+  WriteSettings("<Foreign>f</Foreign>");
   Environment environment = WithAccounts();
   environment["ASAN_OPTIONS"] = "verify_asan_link_order=0";
   environment["TSAN_OPTIONS"] = "report_mutex_bugs=0:atexit_sleep_ms=0";
@@ -117,6 +118,8 @@ TEST(ManyProcesses, LoseNothingAndNeverShowAHalfWrittenFile) {
     EXPECT_EQ(figures.counts[done], 8 * requests / 4) << done;
   }
   EXPECT_EQ(figures.counts["DownloadMissingComponents 0"], 8 * requests / 4);
+  // All write that file in place; whoever reads it in between must not take the half for the whole.
+  EXPECT_EQ(Count(ReadFile(PrefsPath()), "<Foreign>f</Foreign>"), 1U);
 }
 
 TEST(ManyProcesses, AKilledOneTakesNothingAlong) {

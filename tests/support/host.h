@@ -13,7 +13,8 @@ namespace kxl_test {
 // IsUpdateAvailable) sets bOverrideData. IsUpdateAvailable asks with the number 7, and answers 1000
 // + *result, which was 77 before, for ESD_ERR_OK. Missing components stand from the fifth on, name,
 // category and version of each; a fifth alone makes an empty list.
-using Call = std::vector<std::optional<std::string>>;
+using Text = std::optional<std::string>;
+using Call = std::vector<Text>;
 
 // Makes the calls one after the other in a new process, and answers what they answered. prepare
 // names what the process does first: "" nothing, "guest" becomes the ordinary user 2000
