@@ -40,6 +40,8 @@ TEST(Trace, TellsEveryCallWithItsArgumentsAndResult) {
                {"DoPluginAction", none},
                {"SuppressUpdates", "", "0"},
                {"GetVersion"}});
+  EXPECT_TRUE(fs::exists(fs::path(PrefsPath()).parent_path() / "Install"));
+  EXPECT_FALSE(fs::exists(PrefsPath())) << "reading writes nothing";
   EXPECT_EQ(Frame(),
             ">>> Kelda Updater Log Begin >>>|logFile: = " + LibraryLog() +
                 "|logLevel: = 2|Vista IE Protected Mode: = No|"
@@ -81,32 +83,40 @@ TEST(Trace, TheResultWaitsForTheNextCall) {
   EXPECT_EQ(host.Exit(), 0);
 }
 
-// Forks while another thread's first call waits for the preferences; the child makes a call of its
-// own.
-int ForkDuringTheFirstCall(const Link& /*parent*/, const Arguments& arguments) {
-  std::thread first([] { KXLGetVersion(); });
+// Forks while another thread's first call waits for the preferences, and once more while a line of
+// that call waits to be written. Each child makes a call of its own and exits.
+int ForkDuringAndAfterTheFirstCall(const Link& /*parent*/, const Arguments& arguments) {
+  std::thread first([] { KXLUnRegisterApplication(nullptr); });
   while (!fs::exists(arguments[0])) std::this_thread::yield();
-  const pid_t child = fork();
-  if (child == 0) {
-    alarm(20);
-    _exit(KXLGetVersion() == 0x62000000 ? 0 : 1);
-  }
-  int status = -1;
-  waitpid(child, &status, 0);
+  const auto callInAChild = [] {
+    const pid_t child = fork();
+    if (child == 0) {
+      alarm(20);
+      exit(KXLGetVersion() == 0x62000000 ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    return status;
+  };
+  const int status = callInAChild();
   first.join();
-  return status;
+  return status + callInAChild();
 }
 
 // Without the wrapped account database: at a fork that one locks mutexes of its own, which it never
 // unlocks, and a lock of ours would count as waiting for them.
-TEST(Trace, AForkDuringTheFirstCallHarmsNobody) {
+TEST(Trace, AForkHarmsNobodyAndEachWritesItsOwnLinesOnly) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   GTEST_SKIP() << "a child may find the sanitizer's own locks held";
 #endif
   esd::ResourceLocker holder(PrefsPath(), 0);
   ASSERT_TRUE(holder.Lock());
   const std::string folder = InTestFolder("home/.local/share/Kelda");
-  EXPECT_EQ(ChildProcess(ForkDuringTheFirstCall, {folder}, {}).Exit(), 0);
+  EXPECT_EQ(ChildProcess(ForkDuringAndAfterTheFirstCall, {folder}, {}).Exit(), 0);
+  const std::string log = Log();
+  EXPECT_EQ(Count(log, "In KXLGetVersion(...)\n"), 2U);
+  EXPECT_EQ(Count(log, "return code = "), 1U) << log;
+  EXPECT_EQ(Count(log, "<<< Kelda"), Count(log, ">>> Kelda")) << "a child has ended the file";
 }
 
 TEST(Trace, AFailureOfTheSystemIsTracedAndAnsweredAsSuch) {

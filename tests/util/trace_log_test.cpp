@@ -8,7 +8,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -146,34 +145,6 @@ TEST_F(TraceLogTest, GoesOnInTheFileThatAnotherProcessHasCut) {
   kxl::LogMessage(2, Flush::kYes, "after");
   EXPECT_EQ(ReadLog(path_), "the end of it\nafter\n");
   CloseLog();
-}
-
-// The parent's lines are not written twice, and a child's exit neither hangs nor ends the file.
-TEST_F(TraceLogTest, AForkedChildWritesItsOwnLinesOnly) {
-  kxl::IsLogOpen(path_, 2);
-  kxl::LogMessage(2, Flush::kNo, "the parent's");
-  std::atomic<bool> done = false;
-  std::thread busy([&] {
-    while (!done) kxl::LogMessage(2, Flush::kYes, "busy");
-  });
-  for (int i = 0; i < 50; ++i) {
-    const pid_t child = fork();
-    if (child == 0) {
-      alarm(20);
-      kxl::LogMessage(2, Flush::kYes, "the child's");
-      CloseLog();
-      _exit(0);
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
-  }
-  done = true;
-  busy.join();
-  CloseLog();
-  const std::string text = ReadFile(path_);
-  EXPECT_EQ(Count(text, "the parent's"), 1U);
-  EXPECT_EQ(text.find("<<<"), text.size() - kEnd.size());
 }
 
 TEST_F(TraceLogTest, KeepsEveryLineOfManyThreadsWhileFilesSwitch) {
