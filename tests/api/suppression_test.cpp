@@ -182,6 +182,7 @@ int HoldWithoutNumbers(const Link& /*parent*/, const Arguments& /*arguments*/) {
 }
 
 TEST(Suppression, ACompanionThatWasMadeInVainGoes) {
+  fs::create_directories(fs::path(SuppressPath()).parent_path());
   EXPECT_EQ(ChildProcess(HoldWithoutNumbers).Exit(), ESD_ERR_FAILURE);
   EXPECT_FALSE(fs::exists(SuppressPath() + "_"));
 }
