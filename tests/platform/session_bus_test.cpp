@@ -1,17 +1,14 @@
 #include "platform/session_bus.h"
 
 #include <sys/socket.h>
-#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <csignal>
 #include <cstring>
 #include <filesystem>
 
 #include "support/test_folder.h"
-#include "support/updater.h"
 
 namespace {
 
@@ -24,24 +21,6 @@ milliseconds TimeOfPosting(const std::string& address) {
   EXPECT_TRUE(kxl::PostSuppressionSignal());
   unsetenv("DBUS_SESSION_BUS_ADDRESS");
   return std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - start);
-}
-
-// A host's timer interrupts every wait, and must not make a notification vanish.
-TEST(SessionBus, GoesOnAfterSignals) {
-  const kxl_test::SessionBus bus;
-  const kxl_test::ListeningUpdater updater;
-  signal(SIGALRM, [](int) {});
-  const itimerval often = {{0, 100}, {0, 100}};
-  setitimer(ITIMER_REAL, &often, nullptr);
-  for (int i = 0; i < 20; ++i) kxl::PostExpressDownloadSignal();
-  const itimerval never{};
-  setitimer(ITIMER_REAL, &never, nullptr);
-  for (int i = 0; i < 20; ++i) {
-    EXPECT_EQ(updater.NextMessage(),
-              "/com/kelda/updater6 com.kelda.updater6.Notification.Posted "
-              "Kelda Updater 6 Notification / Signal Express Download")
-        << i;
-  }
 }
 
 TEST(SessionBus, CostsNothingWithoutABus) {
