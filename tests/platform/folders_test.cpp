@@ -5,9 +5,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
-#include <thread>
 
 #include "platform/file_system.h"
 #include "support/test_folder.h"
@@ -35,8 +33,11 @@ std::string FoldersFound(const char* ifMissing, const Environment& environment) 
   return ChildProcess(FindFolders, {ifMissing}, environment).ReadAll();
 }
 
+// Without HOME the account database tells.
 TEST(Folders, FollowTheEnvironment) {
-  const Environment environment = {{"XDG_DATA_HOME", "relative"}};
+  Environment environment = WithAccounts();
+  environment["XDG_DATA_HOME"] = "relative";
+  environment["HOME"] = "";
   const std::string& root = TestFolder();
   const std::string expected = root + "/run\n" + root + "/tmp/kxl-" + std::to_string(geteuid()) +
                                "\n" + root + "/home/.local/share\n" + root + "/var/lib\n" + root +
@@ -46,13 +47,6 @@ TEST(Folders, FollowTheEnvironment) {
   EXPECT_EQ(FoldersFound("keep", environment), expected);
   EXPECT_EQ(ModeOf(root + "/home/.local/share"), 0700U);
   EXPECT_EQ(ModeOf(root + "/var/lib"), ModeOf(root));
-}
-
-TEST(Folders, WithoutHomeTheAccountDatabaseTells) {
-  Environment environment = WithAccounts();
-  environment["HOME"] = "";
-  const std::string found = FoldersFound("create", environment);
-  EXPECT_EQ(Count(found, "\n" + InTestFolder("home/.local/share\n")), 1U) << found;
 }
 
 // Anybody may have made /tmp/kxl-<uid> before; only a private folder of one's own is used.
@@ -88,34 +82,6 @@ TEST(Folders, NewLevelsTakeTheirParentsModeOrTheSharedOne) {
     EXPECT_EQ(ModeOf(first), expected);
     fs::remove_all(InTestFolder("base"));
   }
-}
-
-TEST(Folders, ManyThreadsMakeOneFolderWithoutFailing) {
-  std::vector<std::thread> threads;
-  std::atomic<int> failures = 0;
-  for (int i = 0; i < 8; ++i) {
-    threads.emplace_back([&] {
-      for (int n = 0; n < 50; ++n) {
-        std::string path = InTestFolder("race" + std::to_string(n));
-        failures += !kxl::CreateFolderTree(path + "/a/b") ||
-                    !kxl::EnsureKeldaSubfolders(path, kxl::LevelMode::kShared);
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(failures, 0);
-}
-
-TEST(Folders, LieWhereTheUpdaterLooks) {
-  std::string path;
-  ASSERT_TRUE(kxl::GetDataSubfolder(path));
-  EXPECT_EQ(path, InTestFolder("home/.local/share/Kelda/Updater6/Data"));
-  EXPECT_TRUE(fs::is_directory(path));
-  for (const char* name : {".", "..", "a/b"}) EXPECT_FALSE(kxl::LockFilePath(name, path)) << name;
-  EXPECT_FALSE(kxl::GetUpdaterBundlePath(path));
-  fs::create_directory(InTestFolder("opt"));
-  ASSERT_TRUE(kxl::GetUpdaterBundlePath(path));
-  EXPECT_EQ(kxl::ExecutableInBundle(path), UpdaterExecutable());
 }
 
 int FindWithoutAWorkingFolder(const Link& /*parent*/, const Arguments& arguments) {
