@@ -22,16 +22,6 @@ std::size_t CountInList(const std::string& text) { return Count(ReadFile(ListPat
 
 std::size_t CountInLog(const std::string& text) { return Count(ReadLog(LibraryLog()), text); }
 
-std::string Entry(const std::string& id, const std::string& name, const std::string& folder) {
-  return "<Application appID=\"" + id + "\">\n<DisplayName>" + name +
-         "</DisplayName>\n<InstallPath>" + folder + "</InstallPath>\n</Application>\n";
-}
-
-std::string List(const std::string& entries) {
-  return kDeclaration + ("<KeldaUpdaterRegistrationManager>\n" + entries) +
-         "</KeldaUpdaterRegistrationManager>\n";
-}
-
 TEST(Registration, AnswersWhatWasDone) {
   WriteFile(ListPath(), "<Other>a foreign root</Other>");
   EXPECT_EQ(CallsInHost({Register("a"), Register("A")}), (std::vector{0, 0}));
@@ -41,8 +31,8 @@ TEST(Registration, AnswersWhatWasDone) {
   EXPECT_EQ(CallsInHost({Register("a", "Name", "/<&>"), Unregister("c"), Unregister("KeldaUpdater"),
                          Register("b"), Unregister("b"), Unregister("b")}),
             (std::vector{0, 6, 4, 0, 0, 6}));
-  EXPECT_EQ(ReadFile(ListPath()),
-            List(Entry("A", "Name", "/opt/app") + Entry("a", "Name", "/&lt;&amp;&gt;")));
+  EXPECT_EQ(ReadFile(ListPath()), ApplicationList(ApplicationEntry("A", "Name", "/opt/app") +
+                                                  ApplicationEntry("a", "Name", "/&lt;&amp;&gt;")));
   EXPECT_EQ(ModeOf(ListPath()), 0664U);
   for (const char* text :
        {"\nSuccessfully registerred AppIdentifier: a\nAppName: Name\nAppFolder: /<&>\n",
@@ -71,8 +61,8 @@ TEST(Registration, TheLastOneStartsTheUpdater) {
 
 std::string TwentyApplications() {
   std::string entries;
-  for (int i = 0; i < 20; ++i) entries += Entry("app" + std::to_string(i), "N", "/f");
-  return List(entries);
+  for (int i = 0; i < 20; ++i) entries += ApplicationEntry("app" + std::to_string(i), "N", "/f");
+  return ApplicationList(entries);
 }
 
 int RegisterOne(const Link& parent, const Arguments& /*arguments*/) {

@@ -1,6 +1,5 @@
 #include <sstream>
 
-#include "esd/xml_bound_object.h"
 #include "esd/xml_document.h"
 #include "esd/xml_parser.h"
 #include "esd/xml_writer.h"
@@ -132,15 +131,6 @@ TEST(Xml, FindsChildrenByExactName) {
   EXPECT_EQ(root->GetChildren().size(), 3U);
 }
 
-class Record : public kxl::XMLBoundObject<Record> {
- public:
-  static constexpr const char* ElementName() { return "Record"; }
-  using XMLBoundObject::GetAttribute;
-  using XMLBoundObject::GetChildText;
-  using XMLBoundObject::SetAttribute;
-  using XMLBoundObject::SetChildText;
-};
-
 TEST(Xml, AnElementOutlivesItsDocument) {
   WriteFile(InTestFolder("file"), "<r><a n=\"a longer value than usual\"/><b>text</b></r>");
   esd::XMLNodePointer kept;
@@ -157,22 +147,6 @@ TEST(Xml, AnElementOutlivesItsDocument) {
   EXPECT_EQ(kept->GetChildren()[0]->GetName(), "from elsewhere");
   EXPECT_EQ(esd::FindChild(kept, "b")->GetText(), "text");
   EXPECT_EQ(esd::CopyNode(kept)->GetText(), std::string(100, 'x'));
-}
-
-TEST(XmlBoundObject, ReadsAndWritesItsElement) {
-  Record record;
-  std::string text = "old";
-  std::int32_t number = 7;
-  EXPECT_FALSE(record.GetAttribute("a", text) || record.GetChildText("c", text));
-  EXPECT_TRUE(record.SetAttribute("a", "1x") && record.SetChildText("c", "child"));
-  EXPECT_FALSE(record.GetAttribute("a", number));
-  EXPECT_EQ(text + std::to_string(number), "old7");
-  EXPECT_TRUE(record.SetAttribute("a", -12) && record.GetAttribute("a", number));
-  EXPECT_EQ(number, -12);
-  record.Node()->AddChild(esd::XMLDocumentNode::NewElement("c"));
-  EXPECT_FALSE(record.GetChildText("c", text)) << "two of a name";
-  EXPECT_TRUE(record.SetChildText("c", "first"));
-  EXPECT_EQ(Print(*record.Node()), "<Record a=\"-12\">\n<c>first</c>\n<c></c>\n</Record>");
 }
 
 }  // namespace

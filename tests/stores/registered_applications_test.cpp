@@ -18,19 +18,10 @@ KeldaUpdaterRegisteredApp App(const char* id, const char* name, const char* path
   return app;
 }
 
-std::string Entry(const std::string& id, const std::string& name, const std::string& path) {
-  return "<Application appID=\"" + id + "\">\n<DisplayName>" + name +
-         "</DisplayName>\n<InstallPath>" + path + "</InstallPath>\n</Application>\n";
-}
-
-std::string List(const std::string& entries) {
-  return kDeclaration + ("<KeldaUpdaterRegistrationManager>\n" + entries) +
-         "</KeldaUpdaterRegistrationManager>\n";
-}
-
 TEST(RegisteredApplications, ListAndFindHandOutCopiesAndUnregisterRemovesEveryEntry) {
-  const std::string b = Entry("b", "B", "/b");
-  WriteFile(ListPath(), List(Entry("a", "A", "/a") + b + Entry("a", "2", "/2")));
+  const std::string b = ApplicationEntry("b", "B", "/b");
+  WriteFile(ListPath(), ApplicationList(ApplicationEntry("a", "A", "/a") + b +
+                                        ApplicationEntry("a", "2", "/2")));
   std::vector<KeldaUpdaterRegisteredApp> apps;
   KeldaUpdaterRegisteredApp found{std::string_view()};
   std::string text;
@@ -41,7 +32,7 @@ TEST(RegisteredApplications, ListAndFindHandOutCopiesAndUnregisterRemovesEveryEn
     EXPECT_EQ(list.Register(app), RegisterResult::kFailed);
   }
   EXPECT_EQ(list.Unregister("a"), UnregisterResult::kRemoved);
-  EXPECT_EQ(ReadFile(ListPath()), List(b));
+  EXPECT_EQ(ReadFile(ListPath()), ApplicationList(b));
   EXPECT_EQ(list.Unregister("b"), UnregisterResult::kRemoved);
   EXPECT_FALSE(fs::exists(ListPath()));
   EXPECT_EQ(list.Unregister("b"), UnregisterResult::kFailed) << "no file";
@@ -73,16 +64,16 @@ TEST(RegisteredApplications, LoadingPrunesEntriesWithoutAPath) {
       "<Application appID=\"p\"><InstallPath>/1</InstallPath><InstallPath>/2</InstallPath>"
       "</Application>";
   const std::string noPath = "<Application appID=\"n\"><DisplayName>N</DisplayName></Application>";
-  const std::string kept = Entry("a", "A", "/a") + "<Other></Other>\n";
+  const std::string kept = ApplicationEntry("a", "A", "/a") + "<Other></Other>\n";
   std::vector<KeldaUpdaterRegisteredApp> apps;
   KeldaUpdaterRegistrationManager list;
-  WriteFile(ListPath(), List(twoPaths + kept + Entry("e", "E", "")));
+  WriteFile(ListPath(), ApplicationList(twoPaths + kept + ApplicationEntry("e", "E", "")));
   EXPECT_TRUE(list.GetRegisteredApps(apps));
   EXPECT_EQ(apps.size(), 1U);
-  EXPECT_EQ(ReadFile(ListPath()), List(kept));
-  WriteFile(ListPath(), List(noPath));
+  EXPECT_EQ(ReadFile(ListPath()), ApplicationList(kept));
+  WriteFile(ListPath(), ApplicationList(noPath));
   EXPECT_EQ(list.Unregister("n"), UnregisterResult::kNotFound);
-  EXPECT_EQ(ReadFile(ListPath()), List("")) << "only a save erases";
+  EXPECT_EQ(ReadFile(ListPath()), ApplicationList("")) << "only a save erases";
   WriteFile(ListPath(), "<Other>text</Other>");
   EXPECT_TRUE(list.GetRegisteredApps(apps) && apps.empty());
   EXPECT_EQ(ReadFile(ListPath()), "<Other>text</Other>") << "a foreign root waits for a save";

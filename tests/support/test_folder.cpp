@@ -120,6 +120,17 @@ void WriteSettings(const std::string& settings) {
   WriteFile(PrefsPath(), "<KeldaUpdater>" + settings + "</KeldaUpdater>");
 }
 
+std::string ApplicationList(const std::string& entries) {
+  return kDeclaration + ("<KeldaUpdaterRegistrationManager>\n" + entries) +
+         "</KeldaUpdaterRegistrationManager>\n";
+}
+
+std::string ApplicationEntry(const std::string& id, const std::string& name,
+                             const std::string& folder) {
+  return "<Application appID=\"" + id + "\">\n<DisplayName>" + name +
+         "</DisplayName>\n<InstallPath>" + folder + "</InstallPath>\n</Application>\n";
+}
+
 mode_t ModeOf(const std::string& path) {
   return static_cast<mode_t>(fs::status(path).permissions());
 }

@@ -37,7 +37,11 @@ std::string ReadLog(const std::string& path);  // without the time at the start 
 void WriteFile(const std::string& path, std::string_view text);      // makes missing folders
 void WriteScript(const std::string& path, const std::string& body);  // for the shell, executable
 void WriteSettings(const std::string& settings);                     // the preferences' elements
-mode_t ModeOf(const std::string& path);                              // with the set-id bits
+// The list of applications that holds these entries, as the library writes them.
+std::string ApplicationList(const std::string& entries);
+std::string ApplicationEntry(const std::string& id, const std::string& name,
+                             const std::string& folder);
+mode_t ModeOf(const std::string& path);  // with the set-id bits
 std::size_t Count(const std::string& text, const std::string& piece);
 
 // A child's environment in which this user, "kelly", is a member of the group "admin", and in which
