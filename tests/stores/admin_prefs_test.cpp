@@ -1,23 +1,34 @@
 #include "stores/admin_prefs.h"
 
-#include <plist/plist.h>
-
 #include "support/test_folder.h"
 
 namespace {
 
 using namespace kxl_test;
 
-std::string Binary(bool disable) {
-  const plist_t list = plist_new_dict();
-  plist_dict_set_item(list, "Disable.Update", plist_new_bool(disable));
-  char* data = nullptr;
-  std::uint32_t size = 0;
-  plist_to_bin(list, &data, &size);
-  std::string text(data, size);
-  plist_to_bin_free(data);
-  plist_free(list);
-  return text;
+// A binary list of these objects, of which the first is the outermost. References have two bytes.
+std::string Binary(const std::vector<std::string>& objects) {
+  const auto number = [](std::size_t value, int size) {
+    std::string bytes;
+    for (; size > 0; --size) bytes += static_cast<char>(value >> 8 * (size - 1));
+    return bytes;
+  };
+  std::string list = "bplist00";
+  std::string offsets;
+  for (const std::string& object : objects) {
+    offsets += number(list.size(), 4);
+    list += object;
+  }
+  return list + offsets + std::string(6, '\0') + "\x04\x02" + number(objects.size(), 8) +
+         number(0, 8) + number(list.size(), 8);
+}
+
+constexpr char kKey[] =
+    "\x5e"
+    "Disable.Update";
+
+std::string BinaryWith(const char* value) {
+  return Binary({std::string("\xd1\0\x01\0\x02", 5), kKey, value});
 }
 
 std::string Xml(const std::string& value) {
@@ -40,32 +51,17 @@ TEST(AdminPrefs, OnlyABooleanCounts) {
   EXPECT_FALSE(kxl::IsUpdateEnabledByAdmin(enabled)) << "no file";
   WriteFile(AdminListPath() + ".target", "");
   fs::create_symlink(AdminListPath() + ".target", AdminListPath());  // links are followed
-  for (const auto& text : {Xml("<true/>"), Binary(true)}) EXPECT_EQ(AnswerFrom(text), 0) << text;
-  for (const auto& text : {Xml("<false/>"), Binary(false)}) EXPECT_EQ(AnswerFrom(text), 1) << text;
+  for (const auto& text : {Xml("<true/>"), BinaryWith("\x09")})
+    EXPECT_EQ(AnswerFrom(text), 0) << text;
+  for (const auto& text : {Xml("<false/>"), BinaryWith("\x08")})
+    EXPECT_EQ(AnswerFrom(text), 1) << text;
   for (const auto& text :
-       {Xml("<integer>1</integer>"), Xml("<string>true</string>"), Binary(true).substr(0, 20),
+       {Xml("<integer>1</integer>"), Xml("<string>true</string>"), BinaryWith("\x09").substr(0, 20),
         std::string("<plist version=\"1.0\"><dict></dict></plist>"), std::string("no list"),
         std::string("<plist version=\"1.0\"><true/></plist>"), std::string(),
         std::string("<plist version=\"1.0\"><dict><key>Disable.Update")}) {
     EXPECT_EQ(AnswerFrom(text), -1) << text;
   }
-}
-
-// A binary list of these objects, of which the first is the outermost. References have two bytes.
-std::string Binary(const std::vector<std::string>& objects) {
-  const auto number = [](std::size_t value, int size) {
-    std::string bytes;
-    for (; size > 0; --size) bytes += static_cast<char>(value >> 8 * (size - 1));
-    return bytes;
-  };
-  std::string list = "bplist00";
-  std::string offsets;
-  for (const std::string& object : objects) {
-    offsets += number(list.size(), 4);
-    list += object;
-  }
-  return list + offsets + std::string(6, '\0') + "\x04\x02" + number(objects.size(), 8) +
-         number(0, 8) + number(list.size(), 8);
 }
 
 // So many arrays, each of which holds the next one so many times.
@@ -94,16 +90,13 @@ TEST(AdminPrefs, WhatUnfoldsTooFarIsNoList) {
   EXPECT_EQ(AnswerFrom(dict + "<key>a</key>" + nested + end), -1);
   EXPECT_EQ(AnswerFrom(dict + end + std::string(256 * 1024, ' ')), -1) << "too large";
 
-  const std::string key =
-      "\x5e"
-      "Disable.Update";
   const std::string top = "\xd2" + std::string("\0\x01\0\x02\0\x03\0\x04", 8);
-  EXPECT_EQ(AnswerFrom(Binary({top, key,
+  EXPECT_EQ(AnswerFrom(Binary({top, kKey,
                                "\x51"
                                "a",
                                "\x09", "\x08"})),
             0);
-  EXPECT_EQ(AnswerFrom(Binary({top, key,
+  EXPECT_EQ(AnswerFrom(Binary({top, kKey,
                                "\x51"
                                "a",
                                "\x09", std::string("\xa1\0\x04", 3)})),

@@ -142,6 +142,9 @@ TEST(DamagedFiles, OfTheAdministratorSayWhatTheyStillSay) {
   const std::string xml =
       "<plist version=\"1.0\"><dict><key>Disable.Update</key><true/></dict></plist>\n";
   for (const std::string& text : {binary, xml}) {
+    bool isEnabled = true;
+    WriteFile(AdminListPath(), text);
+    EXPECT_TRUE(kxl::IsUpdateEnabledByAdmin(isEnabled) && !isEnabled);
     ForEveryDamage(AdminListPath(), text, [](const std::string& damaged) {
       bool enabled = true;
       const bool isRead = kxl::IsUpdateEnabledByAdmin(enabled);

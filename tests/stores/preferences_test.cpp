@@ -10,16 +10,6 @@ namespace {
 using namespace kxl_test;
 using kxl::KeldaUpdaterPrefs;
 
-TEST(Preferences, HaveDefaults) {
-  const KeldaUpdaterPrefs prefs;
-  const std::string data = InTestFolder("home/.local/share/Kelda/Updater6");
-  EXPECT_TRUE(prefs.AutoCheck.GetOr(false) && prefs.IsFirstRun.GetOr(false));
-  EXPECT_EQ(prefs.AutoCheckFreq.GetOr(-1) + prefs.logLevel.GetOr(-1), 1 + 2);
-  EXPECT_EQ(prefs.logFileLib.GetOr("?"), data + "/kxlLib.log");
-  EXPECT_TRUE(fs::is_directory(data + "/Install"));
-  EXPECT_FALSE(fs::exists(PrefsPath())) << "reading writes nothing";
-}
-
 // What a text reads as: a boolean and an integer, -1 for one that is not read.
 std::pair<int, int> ReadAs(const std::string& text) {
   WriteSettings("<AutoCheck>" + text + "</AutoCheck><AutoCheckFreq>" + text + "</AutoCheckFreq>");
