@@ -29,6 +29,7 @@ class NodeMemory {
   // Room for count objects, which must need no destructor.
   template <typename T>
   T* Allocate(std::size_t count) {
+    // NOLINTNEXTLINE(bugprone-sizeof-expression): pointers are objects too
     return static_cast<T*>(Take(count * sizeof(T), alignof(T)));
   }
 

@@ -84,7 +84,7 @@ void XMLDocumentNode::SetAttribute(std::string_view name, std::string_view value
 
 // One by one, a hostile order of many would move them all for each.
 void XMLDocumentNode::SetAttributes(const char** namesAndValues) {
-  std::uint32_t count = 0;
+  std::size_t count = 0;
   while (namesAndValues[2 * count] != nullptr) ++count;
   if (count == 0) return;
   attributes_ = memory_->Allocate<Attribute>(count);
@@ -183,7 +183,7 @@ XMLNodePointer CopyNode(const XMLNodePointer& node) {
 
 XMLNodePointer DeepCopyNode(const XMLNodePointer& node, const XMLNodePointer& newParent) {
   if (!node) throw std::runtime_error("Unable to duplicate node!");
-  const XMLNodePointer copy =
+  XMLNodePointer copy =
       newParent ? XMLNodePointer(newParent, XMLDocumentNode::New(node->Label(), node->isDocument_,
                                                                  *newParent->memory_))
                 : XMLDocumentNode::NewTree(node->Label(), node->isDocument_);

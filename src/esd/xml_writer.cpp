@@ -30,9 +30,9 @@ constexpr std::array<std::uint8_t, 256> kKinds = [] {
   std::array<std::uint8_t, 256> kinds{};
   for (std::size_t byte = 0; byte < 0x20; ++byte) kinds[byte] = kForbidden;
   for (std::size_t byte = 0x80; byte < 0x100; ++byte) kinds[byte] = kSequence;
-  for (const char byte : {'\t', '\n', '\r'}) kinds[static_cast<std::size_t>(byte)] = kSpace;
-  for (const char byte : {'\'', '>'}) kinds[static_cast<std::size_t>(byte)] = kEscaped;
-  for (const char byte : {'&', '<'}) kinds[static_cast<std::size_t>(byte)] = kMarkup;
+  for (const char byte : {'\t', '\n', '\r'}) kinds[static_cast<unsigned char>(byte)] = kSpace;
+  for (const char byte : {'\'', '>'}) kinds[static_cast<unsigned char>(byte)] = kEscaped;
+  for (const char byte : {'&', '<'}) kinds[static_cast<unsigned char>(byte)] = kMarkup;
   kinds['"'] = kQuote;
   return kinds;
 }();
