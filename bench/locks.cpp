@@ -39,7 +39,7 @@ void AddLockRows() {
     esd::ResourceLocker locker(name, 0);
     Check(locker.Lock(), "a lock is held");
   };
-  const auto minimum = [=] { const Lock lock(name); };
+  const auto minimum = [lockName = LockName(name)] { const Lock lock(lockName); };
   AddRow("lock and unlock", {Timed(kLibrary, library), Timed(kMinimum, minimum)});
   AddRow("hand-over of a held lock", {{kLibrary, [=, pause = 0]() mutable {
                                          pause = (pause + 337) % 1000;  // microseconds

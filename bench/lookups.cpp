@@ -58,8 +58,8 @@ void AddQueries() {
     std::uint32_t seconds = 1;
     Check(KXLSuppressUpdates(nullptr, nullptr, &seconds, 1) == ESD_ERR_OK, "the query has failed");
   };
-  const auto queryByHand = [holds = SuppressPath()] {
-    const Lock lock(holds);
+  const auto queryByHand = [holds = SuppressPath(), lockName = LockName(SuppressPath())] {
+    const Lock lock(lockName);
     Check(open(holds.c_str(), O_RDONLY | O_CLOEXEC) == -1, "there are holds");
   };
   AddRow("KXLSuppressUpdates, a query without a file",

@@ -5,7 +5,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -14,9 +13,12 @@
 
 namespace bench {
 
-Lock::Lock(const std::string& path)
-    : name_(esd::SemaphorePath(path).substr(std::strlen("/dev/shm/sem."))),
-      semaphore_(sem_open(name_.c_str(), O_CREAT | O_EXCL, 0700, 1)) {
+std::string LockName(const std::string& path) {
+  return esd::SemaphorePath(path).substr(std::strlen("/dev/shm/sem."));
+}
+
+Lock::Lock(const std::string& name)
+    : name_(name), semaphore_(sem_open(name.c_str(), O_CREAT | O_EXCL, 0700, 1)) {
   Check(semaphore_ != SEM_FAILED, "a lock is held");
 }
 
@@ -25,30 +27,21 @@ Lock::~Lock() {
   sem_close(semaphore_);
 }
 
-std::string Read(const std::string& path) {
+void Parse(const std::string& path) {
   const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
   struct stat info;
   Check(file >= 0 && fstat(file, &info) == 0, "no file to read");
-  std::string text(static_cast<std::size_t>(info.st_size), '\0');
-  Check(read(file, text.data(), text.size()) == info.st_size, "a short read");
-  close(file);
-  return text;
-}
-
-void ParseForNothing(std::string_view text) {
-  constexpr std::size_t kChunk = 1024;
+  const auto size = static_cast<int>(info.st_size);
   XML_Parser parser = XML_ParserCreate(nullptr);
   XML_SetElementHandler(
       parser, [](void*, const char*, const char**) {}, [](void*, const char*) {});
   XML_SetCharacterDataHandler(parser, [](void*, const char*, int) {});
-  while (!text.empty()) {
-    const std::size_t size = std::min(kChunk, text.size());
-    std::memcpy(XML_GetBuffer(parser, kChunk), text.data(), size);
-    text.remove_prefix(size);
-    Check(XML_ParseBuffer(parser, static_cast<int>(size), text.empty()) == XML_STATUS_OK,
-          "a document does not parse");
-  }
+  XML_SetXmlDeclHandler(parser, [](void*, const char*, const char*, int) {});
+  Check(read(file, XML_GetBuffer(parser, size), info.st_size) == size &&
+            XML_ParseBuffer(parser, size, XML_TRUE) == XML_STATUS_OK,
+        "a document does not parse");
   XML_ParserFree(parser);
+  close(file);
 }
 
 void Replace(const std::string& path, std::string_view text) {

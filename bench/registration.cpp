@@ -28,17 +28,18 @@ Variant Replacing(std::size_t applications) {
 }
 
 Variant ReplacingByHand(std::size_t applications) {
-  return Timed(kMinimum, [text = ListText(applications, "Before")] {
-    const Lock lock(ListPath());
-    ParseForNothing(Read(ListPath()));
-    Replace(ListPath(), text);
+  return Timed(kMinimum, [text = ListText(applications, "Before"), list = ListPath(),
+                          lockName = LockName(ListPath())] {
+    const Lock lock(lockName);
+    Parse(list);
+    Replace(list, text);
   });
 }
 
 Variant ReadingByHand() {
-  return Timed(kMinimum, [] {
-    const Lock lock(ListPath());
-    ParseForNothing(Read(ListPath()));
+  return Timed(kMinimum, [list = ListPath(), lockName = LockName(ListPath())] {
+    const Lock lock(lockName);
+    Parse(list);
   });
 }
 
