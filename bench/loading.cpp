@@ -34,9 +34,16 @@ void AddLoadingRows() {
 
 double MemoryOfARegistration() {
   constexpr std::size_t kApplications = 10000;
-  WriteFile(ListPath(), ListText(kApplications, "First"));
-  const double grown = Ask(std::string(REGISTRANT " ") + MiddleId(kApplications));
+  WriteFile(ListPath(), ListText(kApplications));
+  const double grown = Ask(REGISTRANT " " + ApplicationOf(kApplications / 2).id);
   return grown / static_cast<double>(std::filesystem::file_size(ListPath()));
+}
+
+double StrippedSize() {
+  constexpr double kKilobyte = 1000;
+  const std::string stripped = Path("stripped");
+  return Ask("strip --strip-unneeded -o " + stripped + " " LIBRARY " && stat -c %s " + stripped) /
+         kKilobyte;
 }
 
 }  // namespace bench

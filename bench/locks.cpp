@@ -41,10 +41,11 @@ void AddLockRows() {
   };
   const auto minimum = [lockName = LockName(name)] { const Lock lock(lockName); };
   AddRow("lock and unlock", {Timed(kLibrary, library), Timed(kMinimum, minimum)});
-  AddRow("hand-over of a held lock", {{kLibrary, [=, pause = 0]() mutable {
-                                         pause = (pause + 337) % 1000;  // microseconds
-                                         return HandOver(name, pause);
-                                       }}});
+  const auto handOver = [=, pause = 0]() mutable {
+    pause = (pause + 337) % 1000;  // microseconds
+    return HandOver(name, pause);
+  };
+  AddRow("hand-over of a held lock", {{kLibrary, handOver}, Microsecond()});
 }
 
 }  // namespace bench

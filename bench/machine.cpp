@@ -15,13 +15,6 @@ namespace {
 
 std::string root;
 
-std::string Application(std::size_t number, const std::string& name) {
-  const std::string digits = std::to_string(number);
-  return "<Application appID=\"com.example.application" + digits + "\">\n<DisplayName>" + name +
-         "</DisplayName>\n<InstallPath>/opt/example/application" + digits +
-         "</InstallPath>\n</Application>\n";
-}
-
 }  // namespace
 
 void MakeMachine() {
@@ -49,17 +42,21 @@ std::string ListPath() { return Path("var/lib/Kelda/Updater6/KeldaESDGlobalApps.
 
 std::string SuppressPath() { return Path("home/.local/share/Kelda/Updater6/suppress_all.dat"); }
 
-std::string ListText(std::size_t applications, const std::string& name) {
+Application ApplicationOf(std::size_t number) {
+  const std::string digits = std::to_string(number);
+  return {"com.example.application" + digits, "Example Application",
+          "/opt/example/application" + digits};
+}
+
+std::string ListText(std::size_t applications) {
   std::string text =
       "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<KeldaUpdaterRegistrationManager>\n";
   for (std::size_t i = 0; i < applications; ++i) {
-    text += Application(i, i == applications / 2 ? name : "Example Application");
+    const auto [id, name, folder] = ApplicationOf(i);
+    text += "<Application appID=\"" + id + "\">\n<DisplayName>" + name +
+            "</DisplayName>\n<InstallPath>" + folder + "</InstallPath>\n</Application>\n";
   }
   return text + "</KeldaUpdaterRegistrationManager>\n";
-}
-
-std::string MiddleId(std::size_t applications) {
-  return "com.example.application" + std::to_string(applications / 2);
 }
 
 void WriteFile(const std::string& path, const std::string& text) {

@@ -17,10 +17,16 @@ std::string Path(const std::string& belowRoot);
 std::string ListPath();      // the registered applications
 std::string SuppressPath();  // the holds
 
-// The list of so many applications as the library writes it; the middle one (see MiddleId) has the
-// name given.
-std::string ListText(std::size_t applications, const std::string& name);
-std::string MiddleId(std::size_t applications);
+struct Application {
+  std::string id;
+  std::string name;
+  std::string folder;
+};
+
+Application ApplicationOf(std::size_t number);
+
+// The list of the first applications as the library writes it.
+std::string ListText(std::size_t applications);
 
 void WriteFile(const std::string& path, const std::string& text);
 

@@ -27,9 +27,10 @@ int main(int argc, char** argv) {
   bench::AddLoadingRows();
   bench::Report report;
   benchmark::RunSpecifiedBenchmarks(&report);
-  constexpr double kMostMemory = 6;
+  report.AddGrowth();
   report.Add("memory of a registration, 10000 applications", "times the file's size",
-             bench::MemoryOfARegistration(), kMostMemory);
+             bench::MemoryOfARegistration());
+  report.Add("the library, stripped", "kB", bench::StrippedSize());
   report.Print();
   if (chart != nullptr) report.Draw(chart);
   return 0;

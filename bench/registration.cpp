@@ -2,7 +2,13 @@
 #include <kxl/kxl.h>
 #include <sqlite3.h>
 
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <random>
 #include <string>
+#include <vector>
 
 #include "bench/machine.h"
 #include "bench/minimum.h"
@@ -13,27 +19,47 @@ namespace bench {
 
 namespace {
 
-auto MakeList(std::size_t applications) {
-  return [=] { WriteFile(ListPath(), ListText(applications, "Before")); };
+// The list's applications in random order, over and over.
+class Applications {
+ public:
+  explicit Applications(std::size_t count) {
+    while (applications_.size() < count) {
+      applications_.push_back(ApplicationOf(applications_.size()));
+    }
+    std::shuffle(applications_.begin(), applications_.end(), std::mt19937());
+  }
+
+  const Application& Next() { return applications_[next_++ % applications_.size()]; }
+
+ private:
+  std::vector<Application> applications_;
+  std::size_t next_ = 0;
+};
+
+using Sequence = std::shared_ptr<Applications>;
+
+// Another name than any before, and as long.
+std::string NewName() {
+  static std::uint64_t last = 1000000000000000000;
+  return std::to_string(++last);
 }
 
-Variant Replacing(std::size_t applications) {
-  const std::string id = MiddleId(applications);
-  const std::string folder = "/opt/example/application" + std::to_string(applications / 2);
-  return Timed(kLibrary, [=, count = 100000]() mutable {
-    const std::string name = std::to_string(++count);  // another one than before
-    Check(KXLRegisterApplication(id.c_str(), name.c_str(), folder.c_str()) == ESD_ERR_OK,
+Variant Replacing(const Sequence& applications) {
+  return Timed(kLibrary, [=] {
+    const Application& application = applications->Next();
+    Check(KXLRegisterApplication(application.id.c_str(), NewName().c_str(),
+                                 application.folder.c_str()) == ESD_ERR_OK,
           "registering has failed");
   });
 }
 
 Variant ReplacingByHand(std::size_t applications) {
-  return Timed(kMinimum, [text = ListText(applications, "Before"), list = ListPath(),
-                          lockName = LockName(ListPath())] {
-    const Lock lock(lockName);
-    Parse(list);
-    Replace(list, text);
-  });
+  return Timed(kMinimum,
+               [text = ListText(applications), list = ListPath(), lockName = LockName(ListPath())] {
+                 const Lock lock(lockName);
+                 Parse(list);
+                 Replace(list, text);
+               });
 }
 
 Variant ReadingByHand() {
@@ -43,18 +69,20 @@ Variant ReadingByHand() {
   });
 }
 
-Variant ChangingNothing() {
-  return Timed(kLibrary, [] {
-    Check(KXLRegisterApplication("com.example.application0", "Example Application",
-                                 "/opt/example/application0") == ESD_ERR_ALREADYREGISTERED,
+Variant ChangingNothing(const Sequence& applications) {
+  return Timed(kLibrary, [=] {
+    const auto& [id, name, folder] = applications->Next();
+    Check(KXLRegisterApplication(id.c_str(), name.c_str(), folder.c_str()) ==
+              ESD_ERR_ALREADYREGISTERED,
           "an application is not registered");
   });
 }
 
-Variant LookingUp(std::size_t applications) {
-  return Timed(kLibrary, [id = MiddleId(applications)] {
+Variant LookingUp(const Sequence& applications) {
+  return Timed(kLibrary, [=] {
     kxl::KeldaUpdaterRegisteredApp app{esd::XMLNodePointer()};
-    Check(kxl::KeldaUpdaterRegistrationManager().Find(id, app), "an application is not found");
+    Check(kxl::KeldaUpdaterRegistrationManager().Find(applications->Next().id, app),
+          "an application is not found");
   });
 }
 
@@ -88,63 +116,58 @@ class Database {
   sqlite3* database_ = nullptr;
 };
 
-constexpr char kJournal[] = "DELETE";
-constexpr char kWriteAhead[] = "WAL";
-
-std::string NameOf(const char* journal) {
-  return journal == kJournal ? "SQLite, rollback journal" : "SQLite, write-ahead log";
-}
+constexpr std::array<const char*, 2> kJournals[] = {{kRollback, "DELETE"}, {kWriteAhead, "WAL"}};
 
 std::string MakeDatabase(std::size_t applications, const char* journal) {
   std::string path = Path("list" + std::to_string(applications) + journal);
   Database database(path, journal);
   database.Run("CREATE TABLE application (id TEXT PRIMARY KEY, name TEXT, folder TEXT); BEGIN");
   for (std::size_t i = 0; i < applications; ++i) {
+    const Application application = ApplicationOf(i);
     database.Run("INSERT INTO application VALUES (?1, ?2, '/opt/example/application')",
-                 "com.example.application" + std::to_string(i), "Example Application");
+                 application.id, application.name);
   }
   database.Run("COMMIT");
   return path;
 }
 
-Variant ReplacingInDatabase(std::size_t applications, const std::string& path,
-                            const char* journal) {
-  return Timed(NameOf(journal), [=, id = MiddleId(applications), count = 0]() mutable {
+Variant ReplacingInDatabase(const char* name, const std::string& path, const char* journal,
+                            const Sequence& applications) {
+  return Timed(name, [=] {
     Database database(path, journal);
     database.Run(
         "INSERT INTO application VALUES (?1, ?2, '/opt/example/application') "
         "ON CONFLICT (id) DO UPDATE SET name = excluded.name",
-        id, std::to_string(++count));
+        applications->Next().id, NewName());
   });
 }
 
-Variant LookingUpInDatabase(std::size_t applications, const std::string& path,
-                            const char* journal) {
-  return Timed(NameOf(journal), [=, id = MiddleId(applications)] {
+Variant LookingUpInDatabase(const char* name, const std::string& path, const char* journal,
+                            const Sequence& applications) {
+  return Timed(name, [=] {
     Database database(path, journal);
-    Check(database.Run("SELECT folder FROM application WHERE id = ?1", id, {}), "no row");
+    Check(database.Run("SELECT folder FROM application WHERE id = ?1", applications->Next().id, {}),
+          "no row");
   });
 }
 
 }  // namespace
 
 void AddRegistrationRows() {
-  for (const std::size_t applications : {10U, 100U, 1000U, 10000U}) {
-    const std::string suffix = ", " + std::to_string(applications) + " applications";
-    const std::string journal = MakeDatabase(applications, kJournal);
-    const std::string writeAhead = MakeDatabase(applications, kWriteAhead);
-    AddRow("register, one is replaced" + suffix,
-           {Replacing(applications), ReplacingByHand(applications),
-            ReplacingInDatabase(applications, journal, kJournal),
-            ReplacingInDatabase(applications, writeAhead, kWriteAhead)},
-           MakeList(applications));
-    AddRow("register, nothing changes" + suffix, {ChangingNothing(), ReadingByHand()},
-           MakeList(applications));
-    AddRow("look one up" + suffix,
-           {LookingUp(applications), ReadingByHand(),
-            LookingUpInDatabase(applications, journal, kJournal),
-            LookingUpInDatabase(applications, writeAhead, kWriteAhead)},
-           MakeList(applications));
+  for (const std::size_t count : kListSizes) {
+    const auto sequence = std::make_shared<Applications>(count);
+    std::vector<Variant> replacing = {Replacing(sequence), ReplacingByHand(count)};
+    std::vector<Variant> lookingUp = {LookingUp(sequence), ReadingByHand()};
+    for (const auto& [name, journal] : kJournals) {
+      const std::string path = MakeDatabase(count, journal);
+      replacing.push_back(ReplacingInDatabase(name, path, journal, sequence));
+      lookingUp.push_back(LookingUpInDatabase(name, path, journal, sequence));
+    }
+    const std::string suffix = kOneOf + std::to_string(count);
+    const auto makeList = [=] { WriteFile(ListPath(), ListText(count)); };
+    AddRow(kReplacing + suffix, replacing, makeList);
+    AddRow(kChangingNothing + suffix, {ChangingNothing(sequence), ReadingByHand()}, makeList);
+    AddRow(kLookingUp + suffix, lookingUp, makeList);
   }
 }
 

@@ -4,25 +4,27 @@
 
 #include <benchmark/benchmark.h>
 
-#include <map>
 #include <string>
 #include <vector>
 
 namespace bench {
 
-// Collects each row's times, the median of its repetitions.
+// Collects what AddRow reports.
 class Report : public benchmark::BenchmarkReporter {
  public:
   bool ReportContext(const Context& /*context*/) override { return true; }
   void ReportRuns(const std::vector<Run>& runs) override;
 
-  // Prints every row in Markdown: each variant's time, the ratio of libkxl to it, and the mark that
-  // the ratio should not exceed, if there is one.
+  // A line for what is no time.
+  void Add(const std::string& row, const std::string& what, double value);
+  // A line for each row of the list, from those that are there.
+  void AddGrowth();
+
+  // Prints every line in Markdown: the times, the ratio of libkxl to the other one, and the mark
+  // that the ratio should not exceed, if there is one.
   void Print() const;
-  // Draws the ratios with a mark, as an SVG picture of a bar each.
+  // Draws what has a mark, as an SVG picture of a bar each.
   void Draw(const std::string& path) const;
-  // As a row of Print, for what is no time.
-  void Add(const std::string& row, const std::string& what, double value, double mark);
 
  private:
   struct Line {
@@ -34,13 +36,9 @@ class Report : public benchmark::BenchmarkReporter {
     double mark;   // 0 for none
   };
 
-  std::vector<Line> Lines() const;
-  void AddGrowth(std::vector<Line>& lines, const std::string& row) const;
+  const Line* Find(const std::string& row, const std::string& against) const;  // null without it
 
-  using Variants = std::map<std::string, double>;  // microseconds
-  std::vector<std::string> order_;
-  std::map<std::string, Variants> rows_;
-  std::vector<Line> added_;
+  std::vector<Line> lines_;
 };
 
 }  // namespace bench

@@ -1,9 +1,10 @@
-// The rows of the table: each measures the library, the least that the same work costs by hand, and
-// what else one would use, where there is such a thing.
+// The rows of the table: each measures the library against the least that the same work costs by
+// hand, or against what else one would use.
 #ifndef KXL_BENCH_ROWS_H
 #define KXL_BENCH_ROWS_H
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <utility>
@@ -31,11 +32,32 @@ Variant Timed(const std::string& name, Work work, int times = 1) {
           }};
 }
 
-// Measures the variants in turns and in any order, so that whatever else the machine does meets all
-// of them. Each run reports the median of each variant's times, in microseconds, as a counter of
-// its name.
+// For what there is nothing to compare with.
+inline constexpr char kMicrosecond[] = "a microsecond";
+inline Variant Microsecond() {
+  return {kMicrosecond, [] { return 1e-6; }};
+}
+
+// Measures the first variant, the library, with each other one: the two in turns, in random order,
+// so that whatever else the machine does meets both, and nobody else's work stands between them.
+// Reports, as counters, the median of the times of each in microseconds and their ratio; the other
+// one's name is the label.
 void AddRow(
-    const std::string& row, std::vector<Variant> variants, std::function<void()> prepare = [] {});
+    const std::string& row, const std::vector<Variant>& variants,
+    const std::function<void()>& prepare = [] {});
+
+inline constexpr char kOther[] = "other";
+inline constexpr char kRatio[] = "ratio";
+
+// The rows of the list of applications are named after what is done, and end with how many there
+// are.
+inline constexpr std::size_t kListSizes[] = {1, 10, 50, 100, 1000, 10000};
+inline constexpr char kReplacing[] = "register, replaced";
+inline constexpr char kChangingNothing[] = "register, unchanged";
+inline constexpr char kLookingUp[] = "look up";
+inline constexpr char kOneOf[] = ": one of ";
+inline constexpr char kRollback[] = "SQLite, rollback journal";
+inline constexpr char kWriteAhead[] = "SQLite, write-ahead log";
 
 void AddRegistrationRows();
 void AddXmlRows();
@@ -46,6 +68,9 @@ void AddLoadingRows();
 
 // How often the size of the list a registration among 10000 takes in memory, at its most.
 double MemoryOfARegistration();
+
+// The size of the library as packages have it, in kB.
+double StrippedSize();
 
 }  // namespace bench
 

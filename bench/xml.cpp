@@ -78,7 +78,7 @@ void AddWriting(const std::string& path) {
 
 void AddXmlRows() {
   const std::string path = Path("thousand.xml");
-  WriteFile(path, ListText(1000, "Example Application"));
+  WriteFile(path, ListText(1000));
   AddParsing(path);
   AddWriting(path);
 }
