@@ -15,6 +15,10 @@ namespace {
 
 std::string root;
 
+std::string DataPath(const std::string& name) {
+  return Path("home/.local/share/Kelda/Updater6/" + name);
+}
+
 }  // namespace
 
 void MakeMachine() {
@@ -25,8 +29,7 @@ void MakeMachine() {
   setenv("HOME", Path("home").c_str(), 1);
   setenv("XDG_RUNTIME_DIR", Path("run").c_str(), 1);
   unsetenv("XDG_DATA_HOME");
-  WriteFile(Path("home/.local/share/Kelda/Updater6/KeldaUpdaterPrefs.dat"),
-            "<KeldaUpdater><logLevel>0</logLevel></KeldaUpdater>");
+  SetLogLevel(0);
   fs::create_directories(Path("run"));
   fs::create_directories(Path("opt"));
 }
@@ -40,7 +43,14 @@ std::string Path(const std::string& belowRoot) { return root + "/" + belowRoot; 
 
 std::string ListPath() { return Path("var/lib/Kelda/Updater6/KeldaESDGlobalApps.xml"); }
 
-std::string SuppressPath() { return Path("home/.local/share/Kelda/Updater6/suppress_all.dat"); }
+std::string SuppressPath() { return DataPath("suppress_all.dat"); }
+
+std::string TracePath() { return DataPath("kxlLib.log"); }
+
+void SetLogLevel(int level) {
+  WriteFile(DataPath("KeldaUpdaterPrefs.dat"),
+            "<KeldaUpdater><logLevel>" + std::to_string(level) + "</logLevel></KeldaUpdater>");
+}
 
 Application ApplicationOf(std::size_t number) {
   const std::string digits = std::to_string(number);

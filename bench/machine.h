@@ -16,6 +16,10 @@ void RemoveMachine();
 std::string Path(const std::string& belowRoot);
 std::string ListPath();      // the registered applications
 std::string SuppressPath();  // the holds
+std::string TracePath();     // the library's trace
+
+// What the library reads at the first call of a process.
+void SetLogLevel(int level);
 
 struct Application {
   std::string id;
