@@ -4,10 +4,10 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
-#include <fstream>
 #include <iterator>
 #include <string_view>
 
+#include "bench/chart.h"
 #include "bench/rows.h"
 
 namespace bench {
@@ -118,30 +118,36 @@ void Report::Print() const {
   }
 }
 
-void Report::Draw(const std::string& path) const {
-  constexpr int kRow = 22;     // pixels
-  constexpr int kLabel = 470;  // the width of the texts
-  constexpr int kMark = 300;   // where the marks stand, right of the texts
-  std::vector<Line> lines = lines_;
-  std::erase_if(lines, [](const Line& line) { return line.mark == 0; });
-  std::ofstream svg(path);
-  svg << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" << kLabel + 2 * kMark
-      << "\" height=\"" << (static_cast<int>(lines.size()) + 2) * kRow
-      << "\" font-family=\"sans-serif\" font-size=\"12\">\n"
-         "<rect width=\"100%\" height=\"100%\" fill=\"white\"/>\n<text x=\"8\" y=\"16\">"
-         "libkxl in proportion to its mark (the line); shorter is better</text>\n";
-  int top = kRow;
-  for (const Line& line : lines) {
-    const double length = std::min(line.value / line.mark, 1.9) * kMark;
-    svg << "<text x=\"8\" y=\"" << top + 15 << "\">" << line.row << " / " << line.against
-        << "</text>\n<rect x=\"" << kLabel << "\" y=\"" << top + 4 << "\" width=\"" << length
-        << "\" height=\"14\" fill=\"" << (line.value > line.mark ? "#c44" : "#48a") << "\"/>\n"
-        << "<text x=\"" << kLabel + 4 << "\" y=\"" << top + 15 << "\" fill=\"white\">"
-        << Number(line.value) << " of " << Number(line.mark) << "</text>\n";
-    top += kRow;
+// The curves of libkxl and of what it is compared with, against the number of applications.
+Panel Report::PanelOf(const std::string& title, const std::string& row) const {
+  Panel panel = {title, {{kLibrary, {}}}};
+  for (const char* against : {kMinimum, kRollback, kWriteAhead}) {
+    Curve curve = {against, {}};
+    for (const std::size_t count : kListSizes) {
+      const Line* line = Find(row + kOneOf + std::to_string(count), against);
+      if (line == nullptr) continue;
+      curve.points.push_back({static_cast<double>(count), line->other});
+      if (against != kMinimum) continue;
+      panel.curves[0].points.push_back({static_cast<double>(count), line->own});
+    }
+    panel.curves.push_back(curve);
   }
-  svg << "<line x1=\"" << kLabel + kMark << "\" x2=\"" << kLabel + kMark << "\" y1=\"" << kRow
-      << "\" y2=\"" << top << "\" stroke=\"black\"/>\n</svg>\n";
+  return panel;
+}
+
+void Report::Draw(const std::string& path) const {
+  std::vector<Bar> bars;
+  for (const Line& line : lines_) {
+    const bool isInPanel = line.row.starts_with(std::string(kReplacing) + kOneOf) ||
+                           line.row.starts_with(std::string(kLookingUp) + kOneOf);
+    if (line.mark == 0 || isInPanel) continue;
+    bars.push_back({line.row + " / " + line.against,
+                    Number(line.value) + " of " + Number(line.mark), line.value / line.mark});
+  }
+  DrawChart(
+      path,
+      {PanelOf("A registration, one replaced", kReplacing), PanelOf("Looking one up", kLookingUp)},
+      bars);
 }
 
 }  // namespace bench

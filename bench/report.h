@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "bench/chart.h"
+
 namespace bench {
 
 // Collects what AddRow reports.
@@ -23,7 +25,7 @@ class Report : public benchmark::BenchmarkReporter {
   // Prints every line in Markdown: the times, the ratio of libkxl to the other one, and the mark
   // that the ratio should not exceed, if there is one.
   void Print() const;
-  // Draws what has a mark, as an SVG picture of a bar each.
+  // Draws them as an SVG picture.
   void Draw(const std::string& path) const;
 
  private:
@@ -37,6 +39,7 @@ class Report : public benchmark::BenchmarkReporter {
   };
 
   const Line* Find(const std::string& row, const std::string& against) const;  // null without it
+  Panel PanelOf(const std::string& title, const std::string& row) const;
 
   std::vector<Line> lines_;
 };
