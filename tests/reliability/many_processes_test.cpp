@@ -12,6 +12,7 @@
 #include <sstream>
 #include <thread>
 
+#include "esd/resource_locker.h"
 #include "esd/xml_parser.h"
 #include "support/host.h"
 
@@ -117,6 +118,8 @@ TEST(ManyProcesses, LoseNothingAndNeverShowAHalfWrittenFile) {
     EXPECT_EQ(figures.counts[done], 8 * requests / 4) << done;
   }
   // All write that file in place; whoever reads it in between must not take the half for the whole.
+  esd::ResourceLocker updatersAtWork(PrefsPath(), 20000);
+  ASSERT_TRUE(updatersAtWork.Lock());
   EXPECT_EQ(Count(ReadFile(PrefsPath()), "<Foreign>f</Foreign>"), 1U);
 }
 
