@@ -34,7 +34,9 @@ bool JournaledXMLFile::Save() {
   if (IsJournalUnknown() || !Document()) return false;
   std::string text;
   if (!esd::PrintNode(*Document(), text) || !WriteJournal(text)) return false;
-  // What stands under the journal's name after the exchange is the old content.
+  // What stands under the journal's name after the exchange is the old content. Somebody who is
+  // killed before it is deleted leaves it there, to be taken for a newer state by the next load:
+  // that is the price of an exchange that no reader ever sees half done.
   return FileExchange(path_, journalPath_) && DiscardJournal();
 }
 
@@ -99,6 +101,7 @@ bool JournaledXMLFile::Remove() {
 
 bool JournaledXMLFile::OnLoaded(const esd::XMLNodePointer& /*document*/) { return true; }
 
+// Lists that no rule of their own makes narrower are for every user to change.
 bool JournaledXMLFile::SetFileMode(ESDofstream& file) { return file.AddModeBits(kReadWriteForAll); }
 
 JournaledXMLLockedFile::JournaledXMLLockedFile(std::uint32_t waitMilliseconds)
@@ -144,6 +147,8 @@ bool JournaledXMLLockedFile::Recover() {
   return std::rename(Path().c_str(), aside.c_str()) == 0 && Remove();
 }
 
+// An operation that calls another one holds the lock over both: given back in between, somebody
+// else could change the file under the first one's feet.
 FileLock::FileLock(JournaledXMLLockedFile& file)
     : file_(file), tookIt_(!file.IsLocked() && file.Lock()) {}
 

@@ -11,6 +11,7 @@ std::string SemaphoreName(const std::string& resourceName) {
   constexpr std::string_view kAlphabet =
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   std::array<std::uint8_t, MD5_DIGEST_LENGTH + 2> digest{};  // zeros fill the last group of three
+  // Not for secrecy: paths are longer than names of semaphores may be, and hold what these may not.
   MD5_CTX context;
   MD5Init(&context);
   MD5Update(&context, reinterpret_cast<const std::uint8_t*>(resourceName.data()),

@@ -10,7 +10,9 @@ namespace esd {
 
 namespace {
 
-constexpr std::uint32_t kUsualChildren = 2;  // an application's
+// An application's: its name and its path. A root with thousands of them doubles its list as it
+// grows.
+constexpr std::uint32_t kUsualChildren = 2;
 
 bool PrecedesByName(const Attribute& attribute, std::string_view name) {
   return attribute.name < name;
@@ -28,6 +30,7 @@ XMLDocumentNode* XMLDocumentNode::New(std::string_view label, bool isDocument, N
   return new (memory.Allocate<XMLDocumentNode>(1)) XMLDocumentNode(label, isDocument, memory);
 }
 
+// The pointer shares the memory's count, whichever node it leads to: whoever keeps one keeps all.
 XMLNodePointer XMLDocumentNode::NewTree(std::string_view label, bool isDocument) {
   const auto memory = boost::make_shared<NodeMemory>();
   return {memory, New(label, isDocument, *memory)};
@@ -110,6 +113,7 @@ void XMLDocumentNode::AppendChild(XMLDocumentNode* child) {
 void XMLDocumentNode::AddChild(const XMLNodePointer& child) {
   if (!child) return;
   AppendChild(child.get());
+  // Another document's node, with all that its document holds.
   if (child->memory_ != memory_) memory_->KeepOwner(child);
 }
 

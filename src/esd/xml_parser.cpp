@@ -59,6 +59,7 @@ struct ExpatDOMBuilder::Events {
     });
   }
 
+  // What stands behind a child's end tag is the indentation of whoever wrote the file, and dropped.
   static void EndElement(void* userData, const char* /*name*/) {
     ExpatDOMBuilder& builder = *static_cast<ExpatDOMBuilder*>(userData);
     builder.inElement_ = false;
@@ -126,6 +127,7 @@ bool ExpatDOMBuilder::ParseFile(const std::string& path, bool defaultResult, kxl
     case kxl::OpenStatus::kMissing:
       lastRead_ = ReadStatus::kMissing;
       return defaultResult;
+    // Replaced by whoever writes the file next, as damage is: nobody put a FIFO there to be kept.
     case kxl::OpenStatus::kNotRegular:
       lastRead_ = ReadStatus::kDamaged;
       return defaultResult;

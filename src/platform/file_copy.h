@@ -11,6 +11,7 @@ namespace kxl {
 // destination is deleted before it answers false.
 bool CopyFile(const std::string& source, const std::string& destination);
 
+// For whoever moves a list to another folder; no request does.
 // Moves a file to a free name in an existing folder. Across file systems it copies, and the source
 // stays for the caller to remove. False when the folder is missing or the name is taken.
 bool MoveFileTo(const std::string& source, const std::string& destination);

@@ -9,6 +9,7 @@ namespace kxl {
 std::string AdminPrefsPath() { return MachinePath("etc/com.kelda.updater6.Admin.plist"); }
 
 bool IsUpdateEnabledByAdmin(bool& enabled) {
+  // What cannot be read says nothing: an administrator's slip must not cut users off from updates.
   std::string text;
   bool isDisabled = false;
   if (ReadRegularFile(AdminPrefsPath(), text, kMaximumAdminListSize) != OpenStatus::kOpened ||

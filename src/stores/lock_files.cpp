@@ -7,6 +7,7 @@
 
 namespace kxl {
 
+// Through no companion: what counts is that the file is there, and nobody reads the four bytes.
 bool CreateLockFile(const std::string& name) {
   std::string path;
   if (!LockFilePath(name, path)) return false;

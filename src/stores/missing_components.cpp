@@ -139,6 +139,8 @@ bool KeldaUpdaterMissingCompsManager::Find(const std::string& appId,
   });
 }
 
+// Each operation loads the file anew: between two of one request the updater may have fetched
+// something and taken it off.
 template <typename Operation>
 AddResult KeldaUpdaterMissingCompsManager::Change(Operation operation) {
   AddResult result = AddResult::kFailed;
@@ -157,6 +159,8 @@ AddResult KeldaUpdaterMissingCompsManager::Append(const KeldaUpdaterMissingComps
   return Save() ? AddResult::kAdded : AddResult::kFailed;
 }
 
+// As it stands, beside another record of that application too: for whoever brings whole records
+// back.
 AddResult KeldaUpdaterMissingCompsManager::Add(const KeldaUpdaterMissingCompsApp& app) {
   return Change([&] {
     std::string appId;
@@ -188,6 +192,7 @@ AddResult KeldaUpdaterMissingCompsManager::AddTo(KeldaUpdaterMissingCompsApp app
     app.SetOperationType(request.operationType);
     isChanged = true;
   }
+  // Listed under "*" is listed under every name.
   if (app.HasComponent(request.name, request.category, version,
                        KeldaUpdaterMissingCompsApp::Wildcards::kYes)) {
     return !isChanged || Save() ? AddResult::kListed : AddResult::kFailed;

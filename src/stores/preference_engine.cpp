@@ -18,6 +18,8 @@ constexpr std::time_t kCoarsestClock = 2;  // seconds, of the file systems that 
 
 PrefsWriter::PrefsWriter(std::string rootName) : rootName_(std::move(rootName)) { Empty(); }
 
+// The state of a machine without the file: every setting has its default, and the next one that is
+// set begins the file.
 void PrefsWriter::Empty() {
   document_ = XMLDocumentNode::NewDocument();
   root_ = FindOrCreateChild(document_, rootName_);
@@ -68,6 +70,8 @@ bool PrefsWriter::Release() {
   return policy_ == nullptr || !policy_->IsLocked() || policy_->Unlock(Force::kNo);
 }
 
+// Without the lock even a look is refused: a request that goes on with the defaults must not mix
+// them with what a file held before somebody changed it.
 bool PrefsWriter::GetElement(std::string_view key, XMLNodePointer& element) const {
   const ScopedLock lock(policy_);
   if (!lock.IsHeld()) return false;

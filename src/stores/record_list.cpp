@@ -25,6 +25,8 @@ bool RecordList::IsComplete(const esd::XMLDocumentNode& record) const {
 }
 
 bool RecordList::OnLoaded(const esd::XMLNodePointer& document) {
+  // A file with another root, or none, is as good as an empty one; it is not written before
+  // somebody has something to add.
   root_ = esd::FindOrCreateChild(document, layout_.root);
   // A second root would make a file that does not parse.
   document->RemoveChildrenIf([this](const auto& child) { return &child != root_.get(); });

@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::string_view kUpdaterId = "KeldaUpdater";
 
+// With the levels' own mode: all administrators write there, whoever came first.
 std::string ListPath() {
   std::string folder;
   if (!GetKeldaFolder(kLocalApplicationSupport, folder, LevelMode::kShared)) {

@@ -74,6 +74,7 @@ const Hold* SuppressFile::Find(std::string_view appId) const {
   return found == holds_.end() ? nullptr : &*found;
 }
 
+// max_element answers the first of several, as the order of the file has it.
 const Hold* SuppressFile::Longest() const {
   const auto longest =
       std::max_element(holds_.begin(), holds_.end(),
