@@ -1,6 +1,8 @@
 // How long a call takes, and how much memory, with the worst file in the place of each shared one.
 //
-//   worst_file [-v] [SIZE]     of the files in bytes, 16 MiB by default
+//   worst_file [-v] [SIZE [SHAPE]]
+//     SIZE    of the files in bytes, 16 MiB by default
+//     SHAPE   part of a shape's name: no others
 //
 // Each call is made in a process of its own, with nobody else there, and once more, with a smaller
 // file, on a thread with a small stack. Prints a table in Markdown, with -v a row for each call
@@ -124,12 +126,13 @@ constexpr Call kCalls[] = {
 
 // The files.
 
-enum class Journal : bool { kNone, kTorn };
+// A journal that lacks its last byte is put beside an ordinary file.
+enum class Place : bool { kFile, kTornJournal };
 
 struct SharedFile {
   std::string name;
   std::string path;  // below the machine's root
-  Journal journal;   // with one that lacks the last byte of the same content beside it
+  Place place;
   std::size_t limit;
   shapes::Shapes shapes;
   std::vector<CallNumber> calls;
@@ -148,45 +151,45 @@ std::vector<SharedFile> SharedFiles(std::size_t size) {
   return {
       {"list of applications",
        kList,
-       Journal::kNone,
+       Place::kFile,
        size,
        shapes::ApplicationShapes(),
        {kRegister, kUnregister}},
-      {"... with a torn journal",
+      {"its journal, torn",
        kList,
-       Journal::kTorn,
+       Place::kTornJournal,
        size,
        shapes::ApplicationShapes(),
        {kRegister}},
       {"missing components",
        kComponents,
-       Journal::kNone,
+       Place::kFile,
        size,
        shapes::MissingComponentShapes(),
        {kMissing}},
-      {"... with a torn journal",
+      {"its journal, torn",
        kComponents,
-       Journal::kTorn,
+       Place::kTornJournal,
        size,
        shapes::MissingComponentShapes(),
        {kMissing}},
       {"preferences",
        kPreferences,
-       Journal::kNone,
+       Place::kFile,
        size,
        shapes::PreferenceShapes(),
        {kCheck, kAct, kVersion}},
-      {"answer", answer, Journal::kNone, size, shapes::AnswerShapes(), {kAvailable}},
-      {"holds", kHolds, Journal::kNone, size, shapes::HoldShapes(), {kHold, kAsk}},
+      {"answer", answer, Place::kFile, size, shapes::AnswerShapes(), {kAvailable}},
+      {"holds", kHolds, Place::kFile, size, shapes::HoldShapes(), {kHold, kAsk}},
       {"administrator's list, XML",
        kSwitch,
-       Journal::kNone,
+       Place::kFile,
        small,
        shapes::PropertyListShapes(),
        {kEnabled}},
       {"administrator's list, binary",
        kSwitch,
-       Journal::kNone,
+       Place::kFile,
        small,
        shapes::BinaryPropertyListShapes(),
        {kEnabled}},
@@ -213,10 +216,11 @@ void CleanMachine() {
 }
 
 void Put(const SharedFile& file, const std::string& content) {
-  const fs::path path = Root() / file.path;
-  Write(path, content);
-  if (file.journal == Journal::kTorn) {
-    Write(path.string() + "_", content.substr(0, content.size() - 1));
+  const std::string path = Root() / file.path;
+  if (file.place == Place::kFile) {
+    Write(path, content);
+  } else {
+    Write(path + "_", content.substr(0, content.size() - 1));
   }
 }
 
@@ -408,7 +412,7 @@ void Print(const std::string& file, const std::string& group, const Summary& sum
 
 class Survey {
  public:
-  explicit Survey(bool isVerbose) : isVerbose_(isVerbose) {}
+  Survey(bool isVerbose, std::string only) : isVerbose_(isVerbose), only_(std::move(only)) {}
 
   void Add(const SharedFile& file) {
     file_ = &file;
@@ -419,7 +423,9 @@ class Survey {
         byNature_[{call, stack}] = CallWith(file, nullptr, call, stack).mebibytes;
       }
     }
-    for (const shapes::Shape& shape : file.shapes) Add(shape, file.limit);
+    for (const shapes::Shape& shape : file.shapes) {
+      if (std::string(shape.name).find(only_) != std::string::npos) Add(shape, file.limit);
+    }
     for (const auto& [group, summary] : groups_) Print(file.name, group, summary);
     Print(file.name, "all", all_);
     failures_ += all_.failures;
@@ -455,6 +461,7 @@ class Survey {
   }
 
   bool isVerbose_;
+  std::string only_;
   const SharedFile* file_ = nullptr;
   std::map<std::pair<CallNumber, Stack>, double> byNature_;
   std::map<std::string, Summary> groups_;
@@ -472,7 +479,7 @@ void OnSignal(int number) {
 SharedFile OversizedSwitch(std::size_t size) {
   return {"administrator's list, too large",
           kSwitch,
-          Journal::kNone,
+          Place::kFile,
           size,
           {shapes::PropertyListShapes().front(), shapes::BinaryPropertyListShapes().front()},
           {kEnabled}};
@@ -483,19 +490,19 @@ SharedFile OversizedSwitch(std::size_t size) {
 int main(int argc, char** argv) {
   if (argc == 4 && std::strcmp(argv[1], "--call") == 0) return MakeCall(argv[2], argv[3]);
   const bool isVerbose = argc > 1 && std::strcmp(argv[1], "-v") == 0;
-  const char* const size = argv[isVerbose ? 2 : 1];
-  if (std::getenv("KXL_ROOT") == nullptr || argc > (isVerbose ? 3 : 2)) {
-    std::fputs("usage: worst_file [-v] [SIZE], with KXL_ROOT set\n", stderr);
+  const int first = isVerbose ? 2 : 1;
+  if (std::getenv("KXL_ROOT") == nullptr || argc > first + 2) {
+    std::fputs("usage: worst_file [-v] [SIZE [SHAPE]], with KXL_ROOT set\n", stderr);
     return 64;
   }
-  const std::size_t bytes = size == nullptr ? kFileSize : std::strtoul(size, nullptr, 10);
+  const std::size_t bytes = argc > first ? std::strtoul(argv[first], nullptr, 10) : kFileSize;
   for (const int signal : {SIGHUP, SIGINT, SIGPIPE, SIGTERM}) std::signal(signal, OnSignal);
   prctl(PR_SET_CHILD_SUBREAPER, 1);
 
   std::puts(
       "| file | group | shapes | longest | with | most memory | with |\n"
       "|---|---|---|---|---|---|---|");
-  Survey survey(isVerbose);
+  Survey survey(isVerbose, argc > first + 1 ? argv[first + 1] : "");
   for (const SharedFile& file : SharedFiles(bytes)) survey.Add(file);
   survey.Add(OversizedSwitch(bytes));
   std::printf("\n%zu calls over a mark (%.0f ms, %.0f MiB)\n", survey.Failures(), kLongest,

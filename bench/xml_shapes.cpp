@@ -165,6 +165,7 @@ std::vector<Repetition> Texts() {
       {g, "of &#x10FFFF;", open, "&#x10FFFF;", close},
       {g, "of numbers with many zeros", open, "&#" + std::string(4000, '0') + "65;", close},
       {g, "of line ends", open, "\n", close},
+      {g, "of lines, as many as may be", open, "aaaaaaa\n", close, kMostNodes},
       {g, "of line ends, \\r\\n", open, "\r\n", close},
       {g, "of line ends, mixed", open, "\r\n\n\r", close},
       {g, "of brackets", open, "]", close},

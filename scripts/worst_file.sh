@@ -3,7 +3,8 @@
 # in the place of the shared ones, on a throw-away machine (a folder with its own accounts), and
 # prints the table. Takes some minutes, in which no updater of this user may run. 1 when a call was
 # over a mark.
-#   worst_file.sh [-v] [SIZE]     -v: every call; SIZE: of the files, in bytes
+#   worst_file.sh [-v] [SIZE [SHAPE]]     -v: every call; SIZE: of the files, in bytes; SHAPE: part of
+#                                         a shape's name, for no others
 set -eu
 cd "$(dirname "$0")/.."
 scripts/install.sh g++ cmake ninja-build libboost-dev libexpat1-dev libmd-dev libplist-dev libsystemd-dev \

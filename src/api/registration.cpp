@@ -3,7 +3,6 @@
 #include <kxl/kxl.h>
 
 #include <string>
-#include <vector>
 
 #include "api/entry_frame.h"
 #include "api/validation.h"
@@ -87,6 +86,7 @@ std::int32_t RegisterApplication(const char* appIdentifier, const char* appDispl
     case RegisterResult::kUnchanged:
       return ESD_ERR_ALREADYREGISTERED;
     case RegisterResult::kFailed:
+    case RegisterResult::kRefused:
       break;
   }
   return ESD_ERR_REGISTRATIONFAILED;
@@ -96,7 +96,8 @@ std::int32_t UnRegisterApplication(const char* appIdentifier) {
   if (IsNullOrEmpty(appIdentifier) || !IsValidAppId(appIdentifier)) return ESD_ERR_INVALIDDATA;
   if (!IsUserAdmin()) return ESD_ERR_REGISTRATIONFAILED;
   KeldaUpdaterRegistrationManager list;
-  switch (list.Unregister(appIdentifier)) {
+  const UnregisterResult result = list.Unregister(appIdentifier);
+  switch (result) {
     case UnregisterResult::kNotFound:
       Trace(std::string("Not already registered - AppIdentifier: ") + appIdentifier);
       return ESD_ERR_NOTREGISTERED;
@@ -104,14 +105,14 @@ std::int32_t UnRegisterApplication(const char* appIdentifier) {
       Trace(std::string("Unregistration failed - AppIdentifier: ") + appIdentifier);
       return ESD_ERR_REGISTRATIONFAILED;
     case UnregisterResult::kRemoved:
+    case UnregisterResult::kRemovedLast:
       break;
   }
   AfterSuccess([&] {
     Trace(std::string("Successfully unregistered - AppIdentifier: ") + appIdentifier);
     RemoveSettings(appIdentifier);
-    // A list that cannot be read any more is no reason to keep the updater from looking.
-    std::vector<KeldaUpdaterRegisteredApp> apps;
-    if (!list.GetRegisteredApps(apps) || apps.empty()) LetUpdaterTidyUp();
+    list.TraceListing(true);
+    if (result == UnregisterResult::kRemovedLast) LetUpdaterTidyUp();
   });
   return ESD_ERR_OK;
 }

@@ -27,7 +27,9 @@ bool RequestPreferences::Use(const std::function<void(KeldaUpdaterPrefs&)>& use)
     return false;
   }
   const Release release(*preferences_);
+  preferences_->BeginChanges();
   use(*preferences_);
+  preferences_->EndChanges();
   return true;
 }
 

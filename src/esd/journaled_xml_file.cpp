@@ -31,9 +31,11 @@ bool JournaledXMLFile::SetPath(const std::string& newPath) {
 
 bool JournaledXMLFile::Save() {
   // A document that would not parse again must not take the place of one that does.
+  isRefused_ = false;
   if (IsJournalUnknown() || !Document()) return false;
   std::string text;
-  if (!esd::PrintNode(*Document(), text) || !WriteJournal(text)) return false;
+  isRefused_ = !esd::PrintNode(*Document(), text);
+  if (isRefused_ || !WriteJournal(text)) return false;
   // What stands under the journal's name after the exchange is the old content. Somebody who is
   // killed before it is deleted leaves it there, to be taken for a newer state by the next load:
   // that is the price of an exchange that no reader ever sees half done.

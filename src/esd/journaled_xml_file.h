@@ -65,6 +65,8 @@ class JournaledXMLFile {
   const esd::XMLNodePointer& Document() const { return builder_.Document(); }
   esd::ReadStatus LastRead() const { return builder_.LastRead(); }
   bool IsJournalUnknown() const { return journal_ == Journal::kUnknown; }
+  // Whether the last Save has refused what the document holds, as it would do again.
+  bool IsRefused() const { return isRefused_; }
 
  private:
   enum class Journal { kNone, kRestored, kUnknown };
@@ -76,6 +78,7 @@ class JournaledXMLFile {
   std::string path_;
   std::string journalPath_;
   Journal journal_ = Journal::kNone;  // what the last Load has met
+  bool isRefused_ = false;
   Links links_ = Links::kFollow;
 };
 

@@ -8,6 +8,8 @@
 
 namespace esd {
 
+namespace {
+
 bool HasTooManyAttributes(std::string_view text) {
   constexpr std::size_t kHarmless = 2UL * 1024 * 1024;  // bytes, in which they take no second
   if (text.size() <= kHarmless) return false;
@@ -17,6 +19,20 @@ bool HasTooManyAttributes(std::string_view text) {
     if (character == '=' && ++count > kMaximumNames) return true;
   }
   return false;
+}
+
+bool HasTooManyTextPieces(std::string_view text) {
+  if (text.size() <= kMaximumTextPieces) return false;
+  const auto pieces = std::count_if(text.begin(), text.end(), [](char character) {
+    return character == '\n' || character == '\r' || character == '&' || character == ']';
+  });
+  return static_cast<std::size_t>(pieces) > kMaximumTextPieces;
+}
+
+}  // namespace
+
+bool HasTooManyTokens(std::string_view text) {
+  return HasTooManyAttributes(text) || HasTooManyTextPieces(text);
 }
 
 struct ExpatDOMBuilder::Events {
@@ -174,7 +190,7 @@ ReadStatus ExpatDOMBuilder::ReadFrom(int descriptor, std::size_t size) {
         !kxl::ReadUpTo(descriptor, static_cast<char*>(buffer), wanted, count)) {
       return ReadStatus::kUnreadable;
     }
-    if (HasTooManyAttributes({static_cast<const char*>(buffer), count})) {
+    if (HasTooManyTokens({static_cast<const char*>(buffer), count})) {
       return ReadStatus::kDamaged;
     }
     total += count;

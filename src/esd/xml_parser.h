@@ -27,11 +27,16 @@ inline constexpr std::size_t kMaximumElements = 1000000;
 // And one of more different names than this, ours have two dozen: expat keeps each of them, which
 // takes it a microsecond.
 inline constexpr std::size_t kMaximumNames = 100000;
+// And one with more line ends, references and closing brackets than this: expat hands over each of
+// them by itself, so that sixteen million would take half a second. It leaves room for the two line
+// ends that are written for an element.
+inline constexpr std::size_t kMaximumTextPieces = 3 * kMaximumElements;
 
-// Whether a document has a tag with more attributes than kMaximumNames, all of them different, for
-// which their equals signs are counted: from one '<' to the next, so that a text of as many of them
-// counts too. Expat reads all of a tag's before it tells of any, so this comes first.
-bool HasTooManyAttributes(std::string_view text);
+// Whether a document has more pieces of text than kMaximumTextPieces, or a tag with more attributes
+// than kMaximumNames, all of them different. Their characters are counted, wherever they stand:
+// equals signs from one '<' to the next. Expat reads all of a tag's attributes before it tells of
+// any, so this comes first.
+bool HasTooManyTokens(std::string_view text);
 
 // What reading a file has met. Damage may be mended by starting the file anew; what could not be
 // read may hold anything and has to be left alone.

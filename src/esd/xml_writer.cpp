@@ -88,7 +88,7 @@ class Printer {
 
   bool ReadsBack() const {
     return readsBack_ && elements_ <= kMaximumElements && text_.size() <= kxl::kMaximumFileSize &&
-           !HasTooManyAttributes(text_);
+           !HasTooManyTokens(text_);
   }
 
   void Print(const XMLDocumentNode& node) {

@@ -123,9 +123,12 @@ void LogTrimmer::Trim(std::uint64_t above, std::uint64_t kept) {
 }  // namespace
 
 void TrimLog(const std::string& path, std::uint64_t above, std::uint64_t kept) {
+  struct stat info;
+  if (stat(path.c_str(), &info) != 0 || static_cast<std::uint64_t>(info.st_size) <= above ||
+      IsInTemporaryFolder(path)) {
+    return;
+  }
   std::error_code error;
-  const std::uint64_t size = fs::file_size(path, error);
-  if (error || size <= above || IsInTemporaryFolder(path)) return;
   const fs::path target = fs::canonical(path, error);
   if (error || IsInTemporaryFolder(target)) return;
   LogTrimmer(target).Trim(above, kept);

@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "esd/xml_writer.h"
+#include "platform/file_system.h"
 #include "platform/folders.h"
 #include "platform/path.h"
 
@@ -111,6 +112,7 @@ KeldaUpdaterMissingCompsManager::~KeldaUpdaterMissingCompsManager() {
   Attempt([this] {
     const FileLock lock(*this);
     if (!lock.IsHeld()) return false;
+    if (IsAsLeft()) return true;
     // Looked at again: the updater may have listed or fetched something since the last operation.
     return Load() ? Records().IsEmpty() && Remove() : Recover();
   });
@@ -139,6 +141,11 @@ bool KeldaUpdaterMissingCompsManager::Find(const std::string& appId,
   });
 }
 
+bool KeldaUpdaterMissingCompsManager::IsAsLeft() const {
+  ModificationStamp stamp;
+  return GetModificationStamp(Path(), stamp) && stamp == left_;
+}
+
 // Each operation loads the file anew: between two of one request the updater may have fetched
 // something and taken it off.
 template <typename Operation>
@@ -146,8 +153,13 @@ AddResult KeldaUpdaterMissingCompsManager::Change(Operation operation) {
   AddResult result = AddResult::kFailed;
   const bool done = Attempt([&] {
     const FileLock lock(*this);
+    left_ = {};
     if (!lock.IsHeld() || !Load()) return false;
+    const bool hadRecords = !Records().IsEmpty();
     result = operation();
+    if (result != AddResult::kFailed || (hadRecords && IsRefused())) {
+      GetModificationStamp(Path(), left_);
+    }
     return true;
   });
   return done ? result : AddResult::kFailed;
@@ -232,6 +244,7 @@ bool KeldaUpdaterMissingCompsManager::RemoveComponents(
   };
   return Attempt([&] {
     const FileLock lock(*this);
+    left_ = {};
     if (!lock.IsHeld() || !Load()) return false;
     for (const esd::XMLNodePointer& record : Records()) {
       if (!IsRecordOf(*record, appId)) continue;

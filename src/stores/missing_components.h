@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "esd/xml_bound_object.h"
+#include "platform/file_system.h"
 #include "stores/record_list.h"
 #include "util/version.h"
 
@@ -98,7 +99,8 @@ struct ComponentRequest {
 // 2 seconds at most, unless the caller holds it (FileLock), and leaves the file as it was when it
 // fails. None but the constructor throws.
 //
-// At its end the object looks at the file once more and waits for the lock as long: a list without
+// At its end the object looks at the file once more, if somebody has changed it since or an
+// operation has failed, and waits for the lock as long: a list without
 // records is removed, a damaged one set aside as path + ".damaged", and one that cannot be locked,
 // opened or read left alone.
 class KeldaUpdaterMissingCompsManager : public RecordList {
@@ -134,11 +136,14 @@ class KeldaUpdaterMissingCompsManager : public RecordList {
                         const std::vector<KeldaUpdaterAMissingComponent>& components);
 
  private:
+  bool IsAsLeft() const;
   template <typename Operation>
   AddResult Change(Operation operation);
   AddResult Append(const KeldaUpdaterMissingCompsApp& app);
   AddResult AddTo(KeldaUpdaterMissingCompsApp app, const ComponentRequest& request,
                   const Version& version);
+
+  ModificationStamp left_;  // the file's, when the last operation left it with records; else zero
 };
 
 }  // namespace kxl

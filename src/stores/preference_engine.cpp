@@ -2,6 +2,7 @@
 
 #include <ctime>
 #include <stdexcept>
+#include <utility>
 
 #include "esd/number_text.h"
 #include "esd/streams.h"
@@ -12,7 +13,16 @@ namespace esd {
 
 namespace {
 
-constexpr std::time_t kCoarsestClock = 2;  // seconds, of the file systems that stamp files
+// Whether what is written from now on gets a later stamp. File systems stamp with the system's
+// tick, at most a hundredth of a second, or with one or two whole seconds.
+bool IsSettled(const kxl::ModificationStamp& stamp) {
+  constexpr std::int64_t kSecond = 1000000000;  // nanoseconds
+  std::timespec now;
+  if (std::timespec_get(&now, TIME_UTC) == 0) return false;
+  const std::int64_t age = (static_cast<std::int64_t>(now.tv_sec) - stamp.seconds) * kSecond +
+                           now.tv_nsec - stamp.nanoseconds;
+  return age > (stamp.nanoseconds == 0 ? 2 * kSecond : kSecond / 20);
+}
 
 }  // namespace
 
@@ -35,7 +45,7 @@ void PrefsWriter::Load(const std::string& path) {
   // Before the file is read: what is written meanwhile has a later stamp.
   kxl::ModificationStamp stamp;
   kxl::GetModificationStamp(path, stamp);
-  isSettled_ = std::time(nullptr) - static_cast<std::time_t>(stamp.seconds) > kCoarsestClock;
+  isSettled_ = IsSettled(stamp);
   ExpatDOMBuilder builder;
   const bool parsed = builder.Init() && builder.ParseFile(path, false);
   const ReadStatus status = builder.LastRead();
@@ -101,7 +111,18 @@ bool PrefsWriter::ReplaceElement(const XMLNodePointer& element) {
   return Write();
 }
 
+bool PrefsWriter::EndChanges() {
+  isChanging_ = false;
+  return !std::exchange(isChanged_, false) || WriteFile();
+}
+
 bool PrefsWriter::Write() {
+  if (!isChanging_) return WriteFile();
+  isChanged_ = true;
+  return !isUnknown_;
+}
+
+bool PrefsWriter::WriteFile() {
   std::string text;  // whole before the file loses what it had: memory may run out
   if (isUnknown_ || !PrintNode(*document_, text)) return false;
   kxl::ESDofstream file(path_, kxl::FileAccess::kReplace);

@@ -52,6 +52,11 @@ class PrefsWriter {
   bool IsUnreadable() const { return isUnreadable_; }
   bool Release();
 
+  // What is set between these two is written once, by the second one, which answers as the setting
+  // would: readers without the lock meet all of it or nothing. For as long as the lock is held.
+  void BeginChanges() { isChanging_ = true; }
+  bool EndChanges();
+
   // The text of a setting, empty when it is missing. False when the lock was not to be had.
   bool GetText(std::string_view key, std::string& text) const;
   // Sets the text and writes the file.
@@ -67,6 +72,7 @@ class PrefsWriter {
   void Empty();
   bool Lock();
   bool Write();
+  bool WriteFile();
 
   XMLNodePointer document_;
   XMLNodePointer root_;
@@ -75,8 +81,10 @@ class PrefsWriter {
   LockPolicyInterface* policy_ = nullptr;
   kxl::ModificationStamp stamp_;  // zero: nothing was read
   bool isSettled_ = false;        // the stamp would tell of any later change
-  bool isUnreadable_ = false;     // the last reload has failed for the file's sake
-  bool isUnknown_ = false;        // there is a file, and nobody knows what it holds
+  bool isChanging_ = false;
+  bool isChanged_ = false;     // since BeginChanges
+  bool isUnreadable_ = false;  // the last reload has failed for the file's sake
+  bool isUnknown_ = false;     // there is a file, and nobody knows what it holds
 };
 
 bool ParseValue(std::string_view text, bool& value);

@@ -42,7 +42,6 @@ KeldaUpdaterRegistrationManager::KeldaUpdaterRegistrationManager()
   SetPath(ListPath());
 }
 
-// The line of a listing, which looking up and unregistering do as well.
 void KeldaUpdaterRegistrationManager::TraceListing(bool listed) const {
   if (!TraceLog::Wants(kLogDetail)) return;
   LogNumber(kLogDetail, Flush::kYes, "GetRegisteredApps(" + Path() + ") : return", listed);
@@ -93,8 +92,10 @@ RegisterResult KeldaUpdaterRegistrationManager::Register(const KeldaUpdaterRegis
   app.GetAppId(appId);
   app.GetDisplayName(displayName);
   app.GetInstallPath(installPath);
-  if (appId.empty() || installPath.empty() || displayName.empty()) return RegisterResult::kFailed;
-  if (!esd::ReadsBackUnchanged(*app.Node())) return RegisterResult::kFailed;
+  if (appId.empty() || installPath.empty() || displayName.empty() ||
+      !esd::ReadsBackUnchanged(*app.Node())) {
+    return RegisterResult::kRefused;
+  }
 
   RegisterResult result = RegisterResult::kAdded;
   if (const esd::XMLNodePointer entry = FirstRecord(appId)) {
@@ -108,7 +109,8 @@ RegisterResult KeldaUpdaterRegistrationManager::Register(const KeldaUpdaterRegis
     result = RegisterResult::kReplaced;
   }
   esd::DeepCopyNode(app.Node(), Root());
-  return SaveOrErase() ? result : RegisterResult::kFailed;
+  if (SaveOrErase()) return result;
+  return IsRefused() ? RegisterResult::kRefused : RegisterResult::kFailed;
 }
 
 UnregisterResult KeldaUpdaterRegistrationManager::Unregister(const std::string& appId) {
@@ -118,7 +120,8 @@ UnregisterResult KeldaUpdaterRegistrationManager::Unregister(const std::string& 
   const FileLock lock(*this);
   if (!lock.IsHeld() || !Attempt([this] { return LoadTraced(); })) return UnregisterResult::kFailed;
   if (RemoveRecords(appId) == 0) return UnregisterResult::kNotFound;
-  return SaveOrErase() ? UnregisterResult::kRemoved : UnregisterResult::kFailed;
+  if (!SaveOrErase()) return UnregisterResult::kFailed;
+  return Records().IsEmpty() ? UnregisterResult::kRemovedLast : UnregisterResult::kRemoved;
 }
 
 }  // namespace kxl

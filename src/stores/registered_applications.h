@@ -41,8 +41,9 @@ class KeldaUpdaterRegisteredApp : public XMLBoundObject<KeldaUpdaterRegisteredAp
   bool SetInstallPath(std::string_view path) { return SetChildText("InstallPath", path); }
 };
 
-enum class RegisterResult { kAdded = 0, kReplaced = 1, kUnchanged = 2, kFailed = 3 };
-enum class UnregisterResult { kRemoved = 0, kNotFound = 1, kFailed = 2 };
+// What was refused is refused again whatever is done about the list; what has failed may not be.
+enum class RegisterResult { kAdded = 0, kReplaced = 1, kUnchanged = 2, kFailed = 3, kRefused = 4 };
+enum class UnregisterResult { kRemoved = 0, kNotFound = 1, kFailed = 2, kRemovedLast = 3 };
 
 // The list, made for one request. Every operation loads the file under its lock, for which it waits
 // 2 seconds at most, unless the caller holds it (FileLock). Identifiers are compared byte for byte.
@@ -65,17 +66,19 @@ class KeldaUpdaterRegistrationManager : public RecordList {
   bool Find(const std::string& appId, KeldaUpdaterRegisteredApp& app);
 
   // Adds the entry at the end; one of the same identifier is removed first when its name or path
-  // differs, and left alone, file and all, when it does not. An entry with an empty or missing
-  // field is a failure.
+  // differs, and left alone, file and all, when it does not. Refused is an entry with an empty or
+  // missing field, and one that would not read back or makes a list that does not.
   RegisterResult Register(const KeldaUpdaterRegisteredApp& app);
 
-  // Removes every entry of that identifier, and the file with the last one. A missing file and
-  // "KeldaUpdater" are failures.
+  // Removes every entry of that identifier, and the file with the last one of all. A missing file
+  // and "KeldaUpdater" are failures.
   UnregisterResult Unregister(const std::string& appId);
+
+  // The line of a listing, which looking up and unregistering write as well.
+  void TraceListing(bool listed) const;
 
  private:
   bool LoadTraced();
-  void TraceListing(bool listed) const;
 };
 
 }  // namespace kxl

@@ -78,6 +78,9 @@ TEST(Xml, RefusesWhatIsNotWellFormedOrOutOfBounds) {
   names = "<a b='" + std::string(2100000, 'b') + "'";
   for (int i = 0; i < 100000; ++i) names += " a" + std::to_string(i) + "=''";
   EXPECT_EQ(ReadAndPrint(names + "/>"), "damaged") << "before expat has read them";
+  const std::string lines(esd::kMaximumTextPieces, '\n');
+  EXPECT_NE(ReadAndPrint("<a>" + lines + "</a>"), "damaged");
+  EXPECT_EQ(ReadAndPrint("<a>]" + lines + "</a>"), "damaged") << "too many pieces of text";
 }
 
 TEST(Xml, WritesNoMoreThanIsRead) {

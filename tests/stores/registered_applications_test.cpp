@@ -29,11 +29,11 @@ TEST(RegisteredApplications, ListAndFindHandOutCopiesAndUnregisterRemovesEveryEn
   ASSERT_TRUE(list.GetRegisteredApps(apps) && list.Find("a", found));
   EXPECT_TRUE(found.SetInstallPath("elsewhere") && apps[0].GetInstallPath(text) && text == "/a");
   for (const auto& app : {App("", "A", "/a"), App("x", "", "/a"), App("x", "A", "")}) {
-    EXPECT_EQ(list.Register(app), RegisterResult::kFailed);
+    EXPECT_EQ(list.Register(app), RegisterResult::kRefused);
   }
   EXPECT_EQ(list.Unregister("a"), UnregisterResult::kRemoved);
   EXPECT_EQ(ReadFile(ListPath()), ApplicationList(b));
-  EXPECT_EQ(list.Unregister("b"), UnregisterResult::kRemoved);
+  EXPECT_EQ(list.Unregister("b"), UnregisterResult::kRemovedLast);
   EXPECT_FALSE(fs::exists(ListPath()));
   EXPECT_EQ(list.Unregister("b"), UnregisterResult::kFailed) << "no file";
   ASSERT_EQ(apps.size(), 3U);
