@@ -11,6 +11,7 @@ namespace kxl {
 namespace {
 
 constexpr mode_t kReadWriteForAll = 0666;
+constexpr std::size_t kLargestEntry = 8192;  // bytes, of the longest texts, escaped
 
 }  // namespace
 
@@ -34,6 +35,8 @@ bool JournaledXMLFile::Save() {
   isRefused_ = false;
   if (IsJournalUnknown() || !Document()) return false;
   std::string text;
+  // What was read and one entry more, in one piece: grown by doubling it would take twice that.
+  text.reserve(builder_.TextSize() + kLargestEntry);
   isRefused_ = !esd::PrintNode(*Document(), text);
   if (isRefused_ || !WriteJournal(text)) return false;
   // What stands under the journal's name after the exchange is the old content. Somebody who is

@@ -53,7 +53,7 @@ class XMLBoundObject {
 
   // The text of the only child of that name; two of a name count as none.
   bool GetChildText(std::string_view name, std::string& out) const {
-    const esd::XMLDocumentNode* child = esd::FindUniqueChild(node_.get(), name);
+    const esd::XMLDocumentNode* child = esd::FindUniqueChild(node_.get(), esd::NameIs(name));
     if (child == nullptr) return false;
     out = child->GetText();
     return true;

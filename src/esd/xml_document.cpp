@@ -117,8 +117,8 @@ void XMLDocumentNode::AddChild(const XMLNodePointer& child) {
   if (child->memory_ != memory_) memory_->KeepOwner(child);
 }
 
-// An entry of our lists takes twice its text, in nodes and copies of its texts.
-void XMLDocumentNode::ExpectText(std::size_t size) { memory_->Expect(size * 2); }
+// An entry of our lists takes little more than twice its text, in nodes and copies of its texts.
+void XMLDocumentNode::ExpectText(std::size_t size) { memory_->Expect(size * 5 / 2); }
 
 XMLDocumentNode& XMLDocumentNode::AppendElement(std::string_view name) {
   XMLDocumentNode* const child = New(name, false, *memory_);
@@ -152,10 +152,9 @@ void XMLDocumentNode::CopyTree(const XMLDocumentNode& from) {
   }
 }
 
-const XMLDocumentNode* FindUniqueChild(const XMLDocumentNode* node, std::string_view name) {
+const XMLDocumentNode* FindUniqueChild(const XMLDocumentNode* node, const NameIs& matches) {
   if (node == nullptr) return nullptr;
   const XMLDocumentNode* found = nullptr;
-  const NameIs matches(name);
   for (const XMLDocumentNode* const child : node->GetChildren()) {
     if (!matches(*child)) continue;
     if (found != nullptr) return nullptr;

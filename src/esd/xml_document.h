@@ -163,7 +163,7 @@ class SearchResult {
 };
 
 // The only child of that name; null when there is none or more than one, or no node.
-const XMLDocumentNode* FindUniqueChild(const XMLDocumentNode* node, std::string_view name);
+const XMLDocumentNode* FindUniqueChild(const XMLDocumentNode* node, const NameIs& matches);
 
 // The first child of that name, null without one; FindOrCreateChild makes one then and adds it.
 // Both answer null for a null node.

@@ -121,6 +121,7 @@ void ExpatDOMBuilder::Reset() {
   document_.reset();
   inElement_ = false;
   elementCount_ = 0;
+  textSize_ = 0;
   lastRead_ = ReadStatus::kUnreadable;
   thrown_ = nullptr;
 }
@@ -172,7 +173,8 @@ bool ExpatDOMBuilder::ParseText(std::string_view text) {
       parser_ ? XML_GetBuffer(parser_.get(), static_cast<int>(text.size() + 1)) : nullptr;
   if (buffer == nullptr) return false;
   std::memcpy(buffer, text.data(), text.size());
-  document_->ExpectText(text.size());
+  textSize_ = text.size();
+  document_->ExpectText(textSize_);
   lastRead_ = ParseBuffer(text.size(), true);
   return lastRead_ == ReadStatus::kParsed;
 }
@@ -180,6 +182,7 @@ bool ExpatDOMBuilder::ParseText(std::string_view text) {
 // As a whole: expat walks a token that is not complete once more with each piece that it gets, so
 // that one token of megabytes would take minutes.
 ReadStatus ExpatDOMBuilder::ReadFrom(int descriptor, std::size_t size) {
+  textSize_ = size;
   document_->ExpectText(size);
   std::size_t total = 0;
   // One byte more than there should be: that it is missing tells that this is the end.

@@ -74,6 +74,8 @@ class ExpatDOMBuilder {
   bool ParseText(std::string_view text);
   // Why the last ParseFile or ParseText answered what it did.
   ReadStatus LastRead() const { return lastRead_; }
+  // How much the last of them was to read, in bytes.
+  std::size_t TextSize() const { return textSize_; }
 
   // Null before Init and after Reset.
   const XMLNodePointer& Document() const { return document_; }
@@ -91,6 +93,7 @@ class ExpatDOMBuilder {
   std::vector<XMLDocumentNode*> openNodes_;  // they belong to the document
   bool inElement_ = false;
   std::size_t elementCount_ = 0;  // and attributes
+  std::size_t textSize_ = 0;
   ReadStatus lastRead_ = ReadStatus::kUnreadable;
   std::exception_ptr thrown_;  // inside a callback, which must return to expat
   std::unique_ptr<XML_ParserStruct, ParserDeleter> parser_;

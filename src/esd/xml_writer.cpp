@@ -80,6 +80,41 @@ std::string_view EntityOf(char character) {
   }
 }
 
+// The end of a text that grows by many short pieces: its memory is there before they are.
+class TextEnd {
+ public:
+  explicit TextEnd(std::string& text) : text_(text), size_(text.size()) {}
+  ~TextEnd() { text_.resize(size_); }
+  TextEnd(const TextEnd&) = delete;
+  TextEnd& operator=(const TextEnd&) = delete;
+
+  // Characters and texts.
+  template <typename... Pieces>
+  void Append(Pieces... pieces) {
+    const std::size_t end = size_ + (SizeOf(pieces) + ...);
+    if (end > text_.size()) text_.resize(std::max(2 * end, text_.capacity()));
+    char* at = text_.data() + size_;
+    ((at = Put(at, pieces)), ...);
+    size_ = end;
+  }
+
+  std::string_view Text() const { return {text_.data(), size_}; }
+
+ private:
+  static std::size_t SizeOf(char /*piece*/) { return 1; }
+  static std::size_t SizeOf(std::string_view piece) { return piece.size(); }
+  static char* Put(char* at, char piece) {
+    *at = piece;
+    return at + 1;
+  }
+  static char* Put(char* at, std::string_view piece) {
+    return std::copy(piece.begin(), piece.end(), at);
+  }
+
+  std::string& text_;
+  std::size_t size_;
+};
+
 // Prints a tree, and notices on the way what would not read back: a list of thousands of entries is
 // walked once for both.
 class Printer {
@@ -87,8 +122,8 @@ class Printer {
   explicit Printer(std::string& text) : text_(text) {}
 
   bool ReadsBack() const {
-    return readsBack_ && elements_ <= kMaximumElements && text_.size() <= kxl::kMaximumFileSize &&
-           !HasTooManyTokens(text_);
+    return readsBack_ && elements_ <= kMaximumElements &&
+           text_.Text().size() <= kxl::kMaximumFileSize && !HasTooManyTokens(text_.Text());
   }
 
   void Print(const XMLDocumentNode& node) {
@@ -101,43 +136,29 @@ class Printer {
 
  private:
   void PrintDocument(const XMLDocumentNode& document) {
-    text_ += "<?xml version=\"";
-    text_ += document.GetVersion();
-    text_ += "\" ";
-    for (const Attribute& attribute : document.GetAttributes()) {
-      PrintAttribute(attribute);
-      text_ += ' ';
-    }
-    text_ += "?>\n";
+    text_.Append(std::string_view("<?xml version=\""), document.GetVersion(), '"');
+    for (const Attribute& attribute : document.GetAttributes()) PrintAttribute(attribute);
+    text_.Append(' ', '?', '>', '\n');
     PrintChildren(document, 0);
   }
 
   void PrintElement(const XMLDocumentNode& element, std::size_t depth) {
     elements_ += 1 + element.GetAttributes().size();
     if (depth > kMaximumDepth) readsBack_ = false;
-    text_ += '<';
-    text_ += element.GetName();
-    for (const Attribute& attribute : element.GetAttributes()) {
-      text_ += ' ';
-      PrintAttribute(attribute);
-    }
-    text_ += '>';
+    text_.Append('<', element.GetName());
+    for (const Attribute& attribute : element.GetAttributes()) PrintAttribute(attribute);
+    text_.Append('>');
     if (!element.GetText().empty()) {
       PrintText(element.GetText());
     } else if (!element.GetChildren().empty()) {
-      text_ += '\n';
+      text_.Append('\n');
     }
     PrintChildren(element, depth);
-    text_ += "</";
-    text_ += element.GetName();
-    text_ += '>';
+    text_.Append('<', '/', element.GetName(), '>');
   }
 
   void PrintAttribute(const Attribute& attribute) {
-    text_ += attribute.name;
-    text_ += "=\"";
-    text_ += attribute.value;
-    text_ += '"';
+    text_.Append(' ', attribute.name, '=', '"', attribute.value, '"');
     if (!IsAttributeText(attribute.value, kBreaksAttribute)) readsBack_ = false;
   }
 
@@ -145,20 +166,22 @@ class Printer {
     const std::uint8_t kinds = KindsIn(text);
     if (!IsXmlText(text, kinds)) readsBack_ = false;
     if ((kinds & kEscapedInText) == 0) {
-      text_ += text;
-    } else {
-      EscapeText(text, text_);
+      text_.Append(text);
+      return;
     }
+    std::string escaped;
+    EscapeText(text, escaped);
+    text_.Append(std::string_view(escaped));
   }
 
   void PrintChildren(const XMLDocumentNode& node, std::size_t depth) {
     for (const XMLDocumentNode* const child : node.GetChildren()) {
       PrintElement(*child, depth + 1);
-      text_ += '\n';
+      text_.Append('\n');
     }
   }
 
-  std::string& text_;
+  TextEnd text_;
   std::size_t elements_ = 0;  // and attributes
   bool readsBack_ = true;
 };

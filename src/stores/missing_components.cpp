@@ -104,7 +104,7 @@ KeldaUpdaterMissingCompsManager::KeldaUpdaterMissingCompsManager()
     : RecordList({ElementName(),
                   KeldaUpdaterMissingCompsApp::ElementName(),
                   "AppID",
-                  {"InstallPath", "DisplayName"}}) {
+                  {esd::NameIs("InstallPath"), esd::NameIs("DisplayName")}}) {
   SetPath(ListPath());
 }
 

@@ -18,10 +18,11 @@ RecordList::RecordList(Layout layout)
     : JournaledXMLLockedFile(kLockWait), layout_(std::move(layout)) {}
 
 bool RecordList::IsComplete(const esd::XMLDocumentNode& record) const {
-  return std::all_of(layout_.required.begin(), layout_.required.end(), [&](std::string_view name) {
-    const esd::XMLDocumentNode* child = esd::FindUniqueChild(&record, name);
-    return child != nullptr && !child->GetText().empty();
-  });
+  return std::all_of(
+      layout_.required.begin(), layout_.required.end(), [&](const esd::NameIs& isRequired) {
+        const esd::XMLDocumentNode* child = esd::FindUniqueChild(&record, isRequired);
+        return child != nullptr && !child->GetText().empty();
+      });
 }
 
 bool RecordList::OnLoaded(const esd::XMLNodePointer& document) {
@@ -66,7 +67,7 @@ bool RecordList::SaveOrErase() {
 }
 
 bool ChildTextIs(const esd::XMLDocumentNode& record, std::string_view name, std::string_view text) {
-  const esd::XMLDocumentNode* child = esd::FindUniqueChild(&record, name);
+  const esd::XMLDocumentNode* child = esd::FindUniqueChild(&record, esd::NameIs(name));
   return child != nullptr && child->GetText() == text;
 }
 

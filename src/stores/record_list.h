@@ -22,7 +22,7 @@ class RecordList : public JournaledXMLLockedFile {
     std::string_view record;  // ... of one application
     std::string_view key;     // the record's attribute that holds the application's identifier
     // Children with a text, once each: a record without one of them is dropped at the next load.
-    std::vector<std::string_view> required;
+    std::vector<esd::NameIs> required;
   };
 
   // Waits for the file's lock for 2 seconds at most, with every operation that does not hold it.

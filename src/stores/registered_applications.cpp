@@ -37,8 +37,10 @@ bool FindUpdater(KeldaUpdaterRegisteredApp& app) {
 }  // namespace
 
 KeldaUpdaterRegistrationManager::KeldaUpdaterRegistrationManager()
-    : RecordList(
-          {ElementName(), KeldaUpdaterRegisteredApp::ElementName(), "appID", {"InstallPath"}}) {
+    : RecordList({ElementName(),
+                  KeldaUpdaterRegisteredApp::ElementName(),
+                  "appID",
+                  {esd::NameIs("InstallPath")}}) {
   SetPath(ListPath());
 }
 

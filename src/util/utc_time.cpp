@@ -1,6 +1,8 @@
 #include "util/utc_time.h"
 
+#include <array>
 #include <charconv>
+#include <cstdint>
 #include <stdexcept>
 
 namespace kxl {
@@ -10,10 +12,11 @@ namespace {
 namespace chrono = std::chrono;
 
 // A separator and a number of two digits.
-void AppendField(std::string& text, char separator, unsigned number) {
-  text += separator;
-  text += static_cast<char>('0' + number / 10);
-  text += static_cast<char>('0' + number % 10);
+char* WriteField(char* at, char separator, std::int64_t number) {
+  *at++ = separator;
+  *at++ = static_cast<char>('0' + number / 10);
+  *at++ = static_cast<char>('0' + number % 10);
+  return at;
 }
 
 // Takes a number of at most digits digits, and the separator behind it, off the text.
@@ -35,13 +38,14 @@ std::string FormatUtc(std::time_t time, char separator) {
   const chrono::sys_seconds instant{chrono::seconds(time)};
   const chrono::year_month_day date(chrono::floor<chrono::days>(instant));
   const chrono::hh_mm_ss clock(instant - chrono::floor<chrono::days>(instant));
-  std::string text = std::to_string(static_cast<int>(date.year()));
-  AppendField(text, '-', static_cast<unsigned>(date.month()));
-  AppendField(text, '-', static_cast<unsigned>(date.day()));
-  AppendField(text, separator, static_cast<unsigned>(clock.hours().count()));
-  AppendField(text, ':', static_cast<unsigned>(clock.minutes().count()));
-  AppendField(text, ':', static_cast<unsigned>(clock.seconds().count()));
-  return text;
+  std::array<char, 32> text;
+  char* end = std::to_chars(text.begin(), text.end(), static_cast<int>(date.year())).ptr;
+  end = WriteField(end, '-', static_cast<unsigned>(date.month()));
+  end = WriteField(end, '-', static_cast<unsigned>(date.day()));
+  end = WriteField(end, separator, clock.hours().count());
+  end = WriteField(end, ':', clock.minutes().count());
+  end = WriteField(end, ':', clock.seconds().count());
+  return {text.begin(), end};
 }
 
 std::time_t ParseUtc(std::string_view text) {

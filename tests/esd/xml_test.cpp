@@ -128,9 +128,9 @@ TEST(Xml, FindsChildrenByExactName) {
   }
   root->AddChild({});
   EXPECT_EQ(esd::FindOrCreateChild(root, "two").get(), root->GetChildren()[1]);
-  EXPECT_EQ(esd::FindUniqueChild(root.get(), "one"), root->GetChildren()[0]);
+  EXPECT_EQ(esd::FindUniqueChild(root.get(), esd::NameIs("one")), root->GetChildren()[0]);
   for (const char* name : {"two", "three", "wh ite", "ONE", ""}) {
-    EXPECT_EQ(esd::FindUniqueChild(root.get(), name), nullptr) << name;
+    EXPECT_EQ(esd::FindUniqueChild(root.get(), esd::NameIs(name)), nullptr) << name;
   }
   const esd::SearchResult two = esd::SearchResult(root).FindChildren(esd::NameIs("two"));
   EXPECT_EQ(std::distance(two.begin(), two.end()), 2);
