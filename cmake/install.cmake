@@ -1,14 +1,48 @@
 # What goes where: the components are what the Debian packages of cmake/packages.cmake hold.
 #   runtime      the library, its group and its folder
 #   development  what compiling and linking an application needs
-#   tools        the command, and the units that run it daily for a user who enables them
+#   tools        the command, the administration guide, and the units that run it daily for a user who enables them
 #   updater      the reference updater, left out of a whole installation: it is for testing only
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 set(kxl_packaging ${PROJECT_SOURCE_DIR}/packaging)
 set(kxl_cmake_folder ${CMAKE_INSTALL_LIBDIR}/cmake/kxl)
-set(kxl_development_doc ${CMAKE_INSTALL_DATAROOTDIR}/doc/libkxl-dev)
+set(kxl_doc ${CMAKE_INSTALL_DATAROOTDIR}/doc)
+set(kxl_prepared ${PROJECT_BINARY_DIR}/prepared)  # what is not installed as it stands
+
+# Writes a file to ${kxl_prepared} as the command prints it, and again when it has changed.
+function(kxl_prepare source name)
+  execute_process(COMMAND ${ARGN} INPUT_FILE ${PROJECT_SOURCE_DIR}/${source}
+    OUTPUT_FILE ${kxl_prepared}/${name} COMMAND_ERROR_IS_FATAL ANY)
+  set_property(DIRECTORY ${PROJECT_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${source})
+endfunction()
+
+# Installs documents for the package, whose links lead to where the others are installed.
+function(kxl_install_documents component package)
+  foreach(document ${ARGN})
+    cmake_path(GET document FILENAME name)
+    kxl_prepare(${document} ${name} sed -f ${kxl_packaging}/document_links.sed)
+    install(FILES ${kxl_prepared}/${name} DESTINATION ${kxl_doc}/${package} COMPONENT ${component}
+      ${kxl_exclude_${component}})
+  endforeach()
+endfunction()
+
+# What every package brings.
+function(kxl_install_notices component package)
+  install(FILES ${kxl_packaging}/debian/copyright ${kxl_prepared}/changelog.gz
+    DESTINATION ${kxl_doc}/${package} COMPONENT ${component} ${kxl_exclude_${component}})
+endfunction()
+
+file(MAKE_DIRECTORY ${kxl_prepared})
+set(kxl_exclude_updater EXCLUDE_FROM_ALL)
+kxl_prepare(packaging/debian/changelog changelog.gz gzip -9nc)
+kxl_prepare(docs/man/kxl.1 kxl.1.gz gzip -9nc)
+kxl_prepare(docs/man/kxl.h.3 kxl.h.3.gz gzip -9nc)
+kxl_install_notices(runtime libkxl6)
+kxl_install_notices(development libkxl-dev)
+kxl_install_notices(tools kxl-tools)
+kxl_install_notices(updater kxl-updater-reference)
 
 install(TARGETS kxl EXPORT kxl
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
@@ -26,17 +60,27 @@ install(FILES ${PROJECT_BINARY_DIR}/kxlConfigVersion.cmake DESTINATION ${kxl_cma
   COMPONENT development)
 install(FILES ${PROJECT_BINARY_DIR}/kxl.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
   COMPONENT development)
-install(FILES docs/architecture.md docs/integration.md docs/updater.md docs/administration.md
-  DESTINATION ${kxl_development_doc} COMPONENT development)
-install(FILES examples/host.c DESTINATION ${kxl_development_doc}/examples COMPONENT development)
-install(FILES docs/man/kxl.h.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT development)
+kxl_install_documents(development libkxl-dev
+  docs/architecture.md docs/integration.md docs/updater.md)
+install(FILES examples/host.c DESTINATION ${kxl_doc}/libkxl-dev/examples COMPONENT development)
+# One page for all functions, found by the name of each.
+install(FILES ${kxl_prepared}/kxl.h.3.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man3
+  COMPONENT development)
+file(STRINGS include/kxl/kxl.h functions REGEX "^KXL_API ")
+foreach(function ${functions})
+  string(REGEX REPLACE ".* ([A-Za-z]+)\\(.*" "\\1" function ${function})
+  file(CREATE_LINK kxl.h.3.gz ${kxl_prepared}/${function}.3.gz SYMBOLIC)
+  install(FILES ${kxl_prepared}/${function}.3.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man3
+    COMPONENT development)
+endforeach()
 
 install(TARGETS kxl_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 configure_file(${kxl_packaging}/systemd/kxl-check.service.in
   ${PROJECT_BINARY_DIR}/kxl-check.service @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/kxl-check.service ${kxl_packaging}/systemd/kxl-check.timer
   DESTINATION lib/systemd/user COMPONENT tools)
-install(FILES docs/man/kxl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+kxl_install_documents(tools kxl-tools docs/administration.md)
+install(FILES ${kxl_prepared}/kxl.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
 install(FILES tools/kxl/completion/kxl.bash RENAME kxl
   DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions COMPONENT tools)
 install(FILES tools/kxl/completion/_kxl
@@ -47,5 +91,7 @@ install(FILES tools/kxl/completion/kxl.fish
 # The library looks for an updater here whatever prefix it was installed under.
 install(TARGETS updater EXCLUDE_FROM_ALL COMPONENT updater RUNTIME DESTINATION
   "/opt/Kelda Utilities.localized/Kelda Updater6/Kelda Updater.app/Contents/MacOS")
-install(FILES tools/updater/README.md EXCLUDE_FROM_ALL COMPONENT updater
-  DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/kxl-updater-reference)
+kxl_install_documents(updater kxl-updater-reference tools/updater/README.md)
+install(FILES ${kxl_packaging}/debian/kxl-updater-reference.lintian-overrides EXCLUDE_FROM_ALL
+  COMPONENT updater DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/lintian/overrides
+  RENAME kxl-updater-reference)

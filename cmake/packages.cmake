@@ -17,6 +17,20 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
 
+# The time that files in the packages have, so that the same sources give the same bytes.
+set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_SOURCE_DIR}/cmake/package_time.cmake)
+
+# The package of a library that is loaded when it is needed, which dpkg-shlibdeps does not see.
+function(kxl_package_of library out)
+  file(REAL_PATH ${library} file)
+  cmake_path(GET file FILENAME name)
+  execute_process(COMMAND dpkg -S */${name} OUTPUT_VARIABLE found ERROR_QUIET)
+  string(REGEX REPLACE ":.*" "" package "${found}")
+  set(${out} ${package} PARENT_SCOPE)
+endfunction()
+kxl_package_of(${KXL_LIBPLIST} libplist_package)
+kxl_package_of(${LIBSYSTEMD} libsystemd_package)
+
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libkxl6)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "Desktop applications and their updater, working together
@@ -24,10 +38,12 @@ Applications register themselves with the Kelda Updater, ask it for checks,
 learn whether an update waits for them and hold its notices back. The library
 downloads and installs nothing itself.")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
-# libplist is loaded when there is an administrator's list.
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "passwd, libplist3")
+# The administrator's list is read by libplist; the group is made by systemd-sysusers, which is to be had
+# without systemd.
+set(needed ${libplist_package} "systemd-standalone-sysusers | systemd-sysusers")
+list(JOIN needed ", " CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS)
 # Loaded when a running updater is to be told something, and done without when it is not there.
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS libsystemd0)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS "${libsystemd_package}")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
   ${kxl_packaging}/debian/postinst ${kxl_packaging}/debian/postrm ${kxl_packaging}/debian/triggers)
 
@@ -37,14 +53,18 @@ set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "Desktop applications and their updater
 The header of libkxl, its documentation, an example, and what pkg-config and
 CMake need to find it.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libkxl6 (= ${PROJECT_VERSION})")
+# Its documents lead there.
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "kxl-tools, kxl-updater-reference")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME kxl-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "Desktop applications and their updater (command line)
 The command kxl does from a shell what libkxl does for an application. A user
-who wants a daily check for updates enables the unit kxl-check.timer.")
+who wants a daily check for updates enables the unit kxl-check.timer. With the
+guide for administrators.")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libkxl6 (>= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS libkxl-dev)
 
 set(CPACK_DEBIAN_UPDATER_PACKAGE_NAME kxl-updater-reference)
 set(CPACK_DEBIAN_UPDATER_PACKAGE_SECTION devel)

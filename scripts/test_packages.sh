@@ -1,11 +1,17 @@
 #!/bin/sh
-# Makes the Debian packages of a finished build, installs them below a throw-away root, uses what is
-# installed there and removes it again. Needs no network, and no privileges beyond fakeroot's.
+# Makes the Debian packages of a finished build, twice, lets lintian look at them, installs them below a
+# throw-away root, uses what is installed there and removes it again. Needs no network where nothing is to
+# be installed on this machine, and no privileges beyond fakeroot's.
 #   test_packages.sh BUILD-FOLDER
 set -eu
 build=$(cd "$1" && pwd)
+source=$(cd "$(dirname "$0")/.." && pwd)
 # dpkg and the packages' scripts need what is here, and an ordinary user's path may lack it.
 PATH=$PATH:/usr/sbin:/sbin
+"$source/scripts/install.sh" dpkg-dev fakeroot file libnss-wrapper lintian pkg-config
+for helper in sysusers tmpfiles; do
+  command -v systemd-$helper >/dev/null || "$source/scripts/install.sh" systemd-standalone-$helper
+done
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 trap 'exit 1' HUP INT PIPE TERM
@@ -29,7 +35,7 @@ as_root() {
 # The machine's own settings of dpkg may leave documentation out.
 on_root() {
   as_root dpkg --root="$root" --log="$work/dpkg.log" --force-not-root --force-script-chrootless \
-    --force-depends --path-include='/*' "$@" >>"$work/dpkg.out" 2>&1 || {
+    --path-include='/*' "$@" >>"$work/dpkg.out" 2>&1 || {
     cat "$work/dpkg.out" >&2
     fail "dpkg $1 failed"
   }
@@ -51,10 +57,21 @@ expect_shared_folder() {
 
 field() { dpkg-deb -f "$work/packages/$1"_*.deb "$2"; }
 
-cpack --config "$build/CPackConfig.cmake" -G DEB -B "$work/packages" >"$work/cpack.out" 2>&1 || {
-  cat "$work/cpack.out" >&2
-  fail "no packages were made"
+make_packages() {
+  cpack --config "$build/CPackConfig.cmake" -G DEB -B "$1" >"$work/cpack.out" 2>&1 || {
+    cat "$work/cpack.out" >&2
+    fail "no packages were made"
+  }
 }
+
+make_packages "$work/packages"
+TZ=Asia/Tokyo make_packages "$work/again"
+for package in "$work"/packages/*.deb; do
+  cmp "$package" "$work/again/${package##*/}" || fail "made again, a package has other bytes"
+done
+lintian --allow-root --fail-on error --profile debian "$work"/packages/*.deb >"$work/lintian.out" 2>&1 &
+lintian=$!
+
 case $(field libkxl6 Depends) in
   *libsystemd*) fail "libkxl6 cannot be installed without libsystemd" ;;
   *libplist3*libexpat1*) ;;
@@ -63,22 +80,45 @@ esac
 [ "$(field libkxl-dev Depends)" = "libkxl6 (= $(field libkxl6 Version))" ] ||
   fail "libkxl-dev goes with another libkxl6"
 
+# On the root is installed what the packages depend on and this machine has, so that a dependency that
+# nothing fulfils shows.
 mkdir -p "$root/etc" "$root/var/lib/dpkg/info" "$root/var/lib/dpkg/updates"
 echo "root:x:0:0::/:/bin/sh" >"$root/etc/passwd"
 echo "root:x:0:" >"$root/etc/group"
-: >"$root/var/lib/dpkg/status"
+{
+  dpkg-query -S '*/bin/systemd-sysusers' '*/bin/systemd-tmpfiles' # under the name that they provide
+  for package in libkxl6 kxl-tools kxl-updater-reference; do
+    field $package Depends | sed 's/[,|] */\n/g'
+  done
+} | sed 's/[ :].*//; /kxl/d' | sort -u |
+  xargs dpkg-query -s >"$root/var/lib/dpkg/status" 2>/dev/null || true
 on_root --install "$work"/packages/*.deb
 expect_shared_folder
 unexpected=$(installed | grep -v -e "^$library_folder/libkxl\.so\(\.6\(\.[0-9.]*\)\?\)\?$" \
   -e "^$library_folder/\(cmake/kxl\|pkgconfig\)/kxl" -e '^usr/include/kxl/kxl\.h$' \
   -e '^usr/bin/kxl$' -e '^usr/lib/\(sysusers\|tmpfiles\)\.d/kxl\.conf$' \
   -e '^usr/lib/systemd/user/kxl-check\.\(service\|timer\)$' \
-  -e '^usr/share/man/man[13]/kxl\.' \
-  -e '^usr/share/doc/\(libkxl-dev\|kxl-updater-reference\)/' \
+  -e '^usr/share/man/man[13]/\(kxl\.\|KXL\)' \
+  -e '^usr/share/doc/\(libkxl6\|libkxl-dev\|kxl-tools\|kxl-updater-reference\)/' \
+  -e '^usr/share/lintian/overrides/kxl-updater-reference$' \
   -e '^usr/share/\(bash-completion\|zsh\|fish\)/.*kxl' -e "^$bundle/" || true)
 [ -z "$unexpected" ] || fail "installed in an unexpected place: $unexpected"
 for file in "$root/$library_folder/libkxl.so.6" "$root/$bundle/Contents/MacOS/Kelda Updater"; do
   file -L "$file" | grep -q ', stripped' || fail "$file is missing or not stripped"
+done
+
+# Each function has a page, and each link of a document leads to a document, or to a heading of it.
+while read -r function; do
+  zcat "$root/usr/share/man/man3/$function.3.gz" | grep -q "$function" || fail "no page for $function"
+done <"$source/tests/api/exported_symbols.txt"
+find "$root/usr/share/doc" -name '*.md' | while read -r document; do
+  grep -o '](\([^)]*\))' "$document" | sed 's/^](//; s/)$//' | while read -r link; do
+    target=$(dirname "$document")/${link%%#*}
+    [ -f "$target" ] || fail "$document: $link leads nowhere"
+    case $link in
+      *'#'*) grep -qi "^##* ${link##*#}$" "$target" || fail "$document: $link is no heading" ;;
+    esac
+  done
 done
 
 # The example, compiled against what is installed and by both ways of finding it.
@@ -134,15 +174,15 @@ for folder in usr opt var/lib/Kelda; do
   [ ! -e "$root/$folder" ] || fail "the folder $folder was left behind"
 done
 
-# Once more on a machine without systemd's helpers, and with an application still registered.
-mkdir "$work/helpers"
-printf '#!/bin/sh\nexit 1\n' | tee "$work/helpers/systemd-sysusers" >"$work/helpers/systemd-tmpfiles"
-chmod +x "$work"/helpers/*
-echo "root:x:0:" >"$root/etc/group"
-PATH=$work/helpers:$PATH
+# Once more with an application still registered.
 on_root --install "$work"/packages/libkxl6_*.deb
 expect_shared_folder
 echo "<list/>" >"$shared/KeldaESDGlobalApps.xml"
 on_root --purge libkxl6
 [ "$(installed)" = "var/lib/Kelda/Updater6/KeldaESDGlobalApps.xml" ] ||
   fail "purging did not keep exactly the list of applications"
+
+wait $lintian || {
+  cat "$work/lintian.out" >&2
+  fail "lintian has found something"
+}
