@@ -91,6 +91,8 @@ install(FILES tools/kxl/completion/kxl.fish
 # The library looks for an updater here whatever prefix it was installed under.
 install(TARGETS updater EXCLUDE_FROM_ALL COMPONENT updater RUNTIME DESTINATION
   "/opt/Kelda Utilities.localized/Kelda Updater6/Kelda Updater.app/Contents/MacOS")
+install(PROGRAMS tools/updater/kxl-test-machine EXCLUDE_FROM_ALL COMPONENT updater
+  DESTINATION ${CMAKE_INSTALL_BINDIR})
 kxl_install_documents(updater kxl-updater-reference tools/updater/README.md)
 install(FILES ${kxl_packaging}/debian/kxl-updater-reference.lintian-overrides EXCLUDE_FROM_ALL
   COMPONENT updater DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/lintian/overrides

@@ -1,7 +1,6 @@
 #!/bin/sh
 # Shows what the library is for: installs what is missing, builds, and runs the example host and the
-# reference updater on a throw-away machine (a folder with its own accounts), so that nothing outside
-# changes.
+# reference updater on a throw-away machine (see kxl-test-machine), so that nothing outside changes.
 set -eu
 cd "$(dirname "$0")/.."
 scripts/install.sh g++ cmake ninja-build libboost-dev libexpat1-dev libmd-dev libplist-dev libsystemd-dev \
@@ -13,18 +12,13 @@ cmake --build --preset release >/dev/null
 machine=$(mktemp -d)
 trap 'rm -rf "$machine"' EXIT
 trap 'exit 1' HUP INT PIPE TERM
-mkdir -p "$machine/home" "$machine/run" "$machine/etc"
-echo "kelly:x:$(id -u):$(id -g)::$machine/home:/bin/sh" >"$machine/passwd"
-echo "admin:x:5000:kelly" >"$machine/group"
 shared="$machine/var/lib/Kelda/Updater6"
 list="$shared/KeldaESDGlobalApps.xml"
-data="$machine/home/.local/share/Kelda/Updater6"
+data="$machine/home/kelly/.local/share/Kelda/Updater6"
 trace="$data/kxlLib.log"
 
-# The updater, and what it has to offer.
-bundle="$machine/opt/Kelda Utilities.localized/Kelda Updater6"
-mkdir -p "$bundle" "$shared/Catalogue"
-ln -s "$PWD/build/Kelda Updater.app" "$bundle"
+# What the updater has to offer.
+build/kxl-test-machine "$machine" -- mkdir "$shared/Catalogue"
 cat >"$shared/Catalogue/catalogue.xml" <<'END'
 <Catalogue>
 <Update appID="com.example.editor"/>
@@ -35,21 +29,10 @@ echo "aardvark" >"$shared/Catalogue/dictionary.dat"
 
 title() { printf '\n\033[1m%s\033[0m\n' "$1"; }
 said() { grep -F "$1" "$trace" | tail -n 1; }
+# Answers when the updater has ended too.
 host() {
   echo "\$ host $*"
-  env -u XDG_DATA_HOME LD_PRELOAD=libnss_wrapper.so NSS_WRAPPER_PASSWD="$machine/passwd" \
-    NSS_WRAPPER_GROUP="$machine/group" KXL_ROOT="$machine" HOME="$machine/home" \
-    XDG_RUNTIME_DIR="$machine/run" build/host "$@"
-}
-# The updater runs beside the host: waits until it has ended for the given time.
-updated() {
-  tries=0
-  until [ "$(grep -cs 'Log End' "$data/kxl.log")" = "$1" ] &&
-    ! grep -qs '(Kelda Updater) [^Z]' /proc/[0-9]*/stat; do
-    tries=$((tries + 1))
-    [ "$tries" -lt 300 ] || { echo "the updater does not end" && exit 1; }
-    sleep 0.1
-  done
+  build/kxl-test-machine "$machine" -- build/host "$@"
 }
 
 title "An application registers itself, is found registered, and is moved:"
@@ -62,24 +45,19 @@ cat "$list"
 
 title "Does an update wait for it? The updater is asked, and answers the next call:"
 host available
-updated 1
 cat "$data/Data/UpdateAvailable/com.example.editor/1.xml"
 host available
 
 title "It lacks a component: listed, fetched by the updater, and off the list again:"
 host missing Dictionary Spelling 1.2
-updated 2
 ls "$data/Install"
 [ ! -e "$data/KeldaMissingComps.xml" ]
 host missing Thesaurus Spelling 1.0
-updated 3
 grep AMissingComponent "$data/KeldaMissingComps.xml"
 
 title "The updater's plug-in action, and a check that a user asks for:"
 host action
-updated 4
 host check
-updated 5
 grep -o "<LastDateCheck>.*" "$data/KeldaUpdaterPrefs.dat"
 
 title "A scheduled check is not due yet, or suppressed by a hold (13):"
@@ -97,7 +75,6 @@ host check || true
 
 title "The last application unregisters: the list goes, and the updater is started to tidy up:"
 host unregister
-updated 6
 [ ! -e "$list" ]
 
 title "The library's trace of the query and of its answer:"
