@@ -49,12 +49,14 @@ static int Check(KXLTriggerType type) {
 }
 
 static int Available(void) {
-  int32_t waits = 0;
+  int32_t waits = -1; /* no answer; stays when the updater's is damaged */
   const int32_t code =
       KXLIsUpdateAvailable(identifier, "Example Editor", "/srv/editor", 1, &waits, false);
   switch (code) {
     case ESD_ERR_OK:
-      puts(waits != 0 ? "an update waits" : "up to date");
+      puts(waits == -1  ? "the answer cannot be read"
+           : waits != 0 ? "an update waits"
+                        : "up to date");
       return 0;
     case ESD_ERR_NOTIFY_PENDING:
       puts("pending, ask again");

@@ -130,7 +130,8 @@ KXL_API int32_t KXLRegisterApplication(const char* appIdentifier, const char* ap
  * Answers ESD_ERR_OK (whatever became of the updater's start), ESD_ERR_INVALIDDATA,
  * ESD_ERR_NOTREGISTERED, ESD_ERR_REGISTRATIONFAILED (also when there is no list at all, when the
  * user is no administrator and for the updater's own identifier "KeldaUpdater"), or
- * ESD_ERR_FAILURE as above.
+ * ESD_ERR_FAILURE as above. With the last application the list goes, so unregistering that one
+ * once more answers ESD_ERR_REGISTRATIONFAILED, and ESD_ERR_NOTREGISTERED while others are listed.
  *
  * Waits for the list's lock, twice 2 seconds at most.
  */
@@ -139,8 +140,8 @@ KXL_API int32_t KXLUnRegisterApplication(const char* appIdentifier);
 /**
  * Answers 1 when this user may check for updates: the administrator has not switched updates off
  * and the user is an administrator. Answers 0 otherwise; a switch that cannot be read counts as not
- * set. An application hides its "check for updates" command at 0. Waits for no lock, other than the
- * first call of a process.
+ * set. An application hides its "check for updates" command at 0. The answer is 1 without an updater
+ * too: the check then answers ESD_ERR_KX. Waits for no lock, other than the first call of a process.
  */
 KXL_API int32_t KXLIsUpdateCheckEnabled(void);
 
@@ -184,7 +185,9 @@ KXL_API int32_t KXLTriggerUpdateCheck(const char* appIdentifier, const char* app
  *
  * @param appIdentifier, appDisplayName, appFolderPath  as in KXLRegisterApplication
  * @param requestNumber  the caller's own number for this request
- * @param result         receives the answer; may be null
+ * @param result         receives the answer: 0 when no update waits, another number when one does.
+ *                       Set it to a number that is no answer (-1) before the call, or an answer that
+ *                       is damaged reads as what was there, "no" for instance. May be null
  * @param bOverrideData  as in KXLTriggerUpdateCheck
  *
  * Other answers: ESD_ERR_KX (not installed), ESD_ERR_INVALIDDATA, ESD_ERR_NOTREGISTERED,
