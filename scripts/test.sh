@@ -8,8 +8,27 @@ scripts/install.sh g++ cmake ninja-build libboost-dev libexpat1-dev libmd-dev li
   libnss-wrapper libuid-wrapper dbus-daemon strace \
   abigail-tools dpkg-dev fakeroot file lintian pkg-config
 [ $# -gt 0 ] || set -- release
+
+# Tests wait most of their time, so the next preset is built meanwhile, and what they print comes then.
+output=$(mktemp)
+tests=
+trap 'rm -f "$output"; [ -z "$tests" ] || kill "$tests"' EXIT
+trap 'exit 1' HUP INT PIPE TERM
+finish_tests() {
+  [ -n "$tests" ] || return 0
+  status=0
+  wait "$tests" || status=$?
+  tests=
+  cat "$output"
+  return $status
+}
 for preset in "$@"; do
   cmake --preset "$preset"
-  cmake --build --preset "$preset"
-  ctest --preset "$preset" --parallel "$(nproc)"
+  nice cmake --build --preset "$preset"
+  finish_tests
+  shift
+  [ $# -gt 0 ] || break
+  ctest --preset "$preset" --parallel "$(nproc)" >"$output" 2>&1 &
+  tests=$!
 done
+ctest --preset "$preset" --parallel "$(nproc)"
