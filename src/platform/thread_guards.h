@@ -24,7 +24,7 @@ class CancellationBlock {
 
 // While one lives, a write beyond the process's file-size limit (RLIMIT_FSIZE) by this thread is
 // an error (EFBIG) rather than the signal SIGXFSZ, which would end the host. Costs one system call
-// where no limit is set.
+// where no limit is set. errno is left as it was.
 class FileSizeSignalBlock {
  public:
   FileSizeSignalBlock();

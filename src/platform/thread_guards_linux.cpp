@@ -35,10 +35,12 @@ FileSizeSignalBlock::~FileSizeSignalBlock() {
   if (!blocked_) return;
   // The kernel sends the signal to the writing thread, so one that came meanwhile is ours to take.
   const sigset_t signal = FileSizeSignal();
+  const int error = errno;  // of what was done meanwhile
   const timespec now{};
   while (sigtimedwait(&signal, nullptr, &now) == -1 && errno == EINTR) {
   }
   pthread_sigmask(SIG_UNBLOCK, &signal, nullptr);
+  errno = error;
 }
 
 bool ForkMutex::Lock() {
