@@ -2,6 +2,7 @@
 
 #include <kxl/kxl.h>
 
+#include <cerrno>
 #include <string>
 
 #include "api/entry_frame.h"
@@ -10,6 +11,7 @@
 #include "esd/number_text.h"
 #include "esd/resource_locker.h"
 #include "esd/xml_parser.h"
+#include "platform/failure_report.h"
 #include "platform/file_system.h"
 #include "platform/folders.h"
 #include "platform/launcher.h"
@@ -49,9 +51,11 @@ Answer ReadAnswer(const std::string& folder, const std::string& path, std::int32
   esd::ExpatDOMBuilder builder;
   if (!builder.Init()) return Answer::kUnavailable;
   const bool parsed = builder.ParseFile(path, false, Links::kRefuse);
+  if (builder.LastRead() == esd::ReadStatus::kMissing) return Answer::kNone;
+  if (!parsed) {
+    ReportFailure(path, builder.LastRead() == esd::ReadStatus::kDamaged ? EBADMSG : errno);
+  }
   switch (builder.LastRead()) {
-    case esd::ReadStatus::kMissing:
-      return Answer::kNone;
     case esd::ReadStatus::kUnavailable:
     case esd::ReadStatus::kUnreadable:
       return Answer::kUnavailable;

@@ -2,11 +2,13 @@
 
 #include <kxl/kxl.h>
 
+#include <cerrno>
 #include <string>
 
 #include "api/entry_frame.h"
 #include "api/validation.h"
 #include "platform/accounts.h"
+#include "platform/failure_report.h"
 #include "platform/file_system.h"
 #include "platform/folders.h"
 #include "platform/launcher.h"
@@ -102,6 +104,7 @@ std::int32_t UnRegisterApplication(const char* appIdentifier) {
       Trace(std::string("Not already registered - AppIdentifier: ") + appIdentifier);
       return ESD_ERR_NOTREGISTERED;
     case UnregisterResult::kFailed:
+      if (!PathExists(list.Path())) ReportFailure(list.Path());  // there is no list
       Trace(std::string("Unregistration failed - AppIdentifier: ") + appIdentifier);
       return ESD_ERR_REGISTRATIONFAILED;
     case UnregisterResult::kRemoved:

@@ -1,8 +1,10 @@
 #include "esd/journaled_xml_file.h"
 
+#include <cerrno>
 #include <cstdio>
 
 #include "esd/xml_writer.h"
+#include "platform/failure_report.h"
 #include "platform/file_copy.h"
 #include "platform/file_system.h"
 
@@ -31,23 +33,29 @@ bool JournaledXMLFile::SetPath(const std::string& newPath) {
 }
 
 bool JournaledXMLFile::Save() {
-  // A document that would not parse again must not take the place of one that does.
   isRefused_ = false;
   if (IsJournalUnknown() || !Document()) return false;
+  // A document that would not parse again must not take the place of one that does.
   std::string text;
   // What was read and one entry more, in one piece: grown by doubling it would take twice that.
   text.reserve(builder_.TextSize() + kLargestEntry);
   isRefused_ = !esd::PrintNode(*Document(), text);
-  if (isRefused_ || !WriteJournal(text)) return false;
+  if (isRefused_) {
+    ReportFailure(path_, EBADMSG);
+    return false;
+  }
+  if (!WriteJournal(text)) return false;
   // What stands under the journal's name after the exchange is the old content. Somebody who is
   // killed before it is deleted leaves it there, to be taken for a newer state by the next load:
   // that is the price of an exchange that no reader ever sees half done.
-  return FileExchange(path_, journalPath_) && DiscardJournal();
+  return DoneOrReport(FileExchange(path_, journalPath_), path_) &&
+         DoneOrReport(DiscardJournal(), journalPath_);
 }
 
 bool JournaledXMLFile::WriteJournal(const std::string& text) {
   ESDofstream journal(journalPath_, FileAccess::kReplace, Links::kRefuse);
   if (!journal.IsOpen()) {
+    ReportFailure(journalPath_, journal.Error());
     // One that was made, but could not be taken into use.
     if (IsEmptyFile(journalPath_)) DeleteFile(journalPath_);
     return false;
@@ -56,6 +64,7 @@ bool JournaledXMLFile::WriteJournal(const std::string& text) {
   // A full disk shows at any of the others.
   const bool isWritten = SetFileMode(journal) && journal.Write(text) && journal.Sync();
   if (journal.Close() && isWritten) return true;
+  ReportFailure(journalPath_, journal.Error());
   DeleteFile(journalPath_);
   return false;
 }
@@ -73,6 +82,7 @@ JournaledXMLFile::Journal JournaledXMLFile::RestoreFromJournal() {
     // is the state.
     return inForce || !PathExists(path_) ? Journal::kRestored : Journal::kNone;
   }
+  const int error = errno;
   switch (LastRead()) {
     case esd::ReadStatus::kMissing:
     case esd::ReadStatus::kFolder:
@@ -82,8 +92,9 @@ JournaledXMLFile::Journal JournaledXMLFile::RestoreFromJournal() {
       return Journal::kNone;
     default:
       // Its maker may have died before it got its mode, which is before anything was written.
-      return IsEmptyFile(journalPath_) && DeleteFile(journalPath_) ? Journal::kNone
-                                                                   : Journal::kUnknown;
+      if (IsEmptyFile(journalPath_) && DeleteFile(journalPath_)) return Journal::kNone;
+      ReportFailure(journalPath_, error);
+      return Journal::kUnknown;
   }
 }
 
@@ -92,14 +103,19 @@ bool JournaledXMLFile::Load() {
   journal_ = RestoreFromJournal();
   if (journal_ == Journal::kRestored) return OnLoaded(Document());
   if (LastRead() != esd::ReadStatus::kMissing && !builder_.Init()) return false;
-  if (!builder_.ParseFile(path_, false, links_) && LastRead() != esd::ReadStatus::kMissing)
+  if (!builder_.ParseFile(path_, false, links_) && LastRead() != esd::ReadStatus::kMissing) {
+    ReportFailure(path_, LastRead() == esd::ReadStatus::kDamaged ? EBADMSG : errno);
     return false;
+  }
   return OnLoaded(Document());
 }
 
 bool JournaledXMLFile::Remove() {
   if (IsJournalUnknown()) return false;
-  if (!(DeleteFile(journalPath_) || IsFolder(journalPath_)) || !DeleteFile(path_)) return false;
+  if (!DoneOrReport(DeleteFile(journalPath_) || IsFolder(journalPath_), journalPath_) ||
+      !DoneOrReport(DeleteFile(path_), path_)) {
+    return false;
+  }
   builder_.Reset();
   return true;
 }
@@ -149,7 +165,7 @@ bool JournaledXMLLockedFile::Recover() {
   if (LastRead() != esd::ReadStatus::kDamaged || IsJournalUnknown()) return false;
   // Somebody may still want to look at what is left of it, or put it back entry by entry.
   const std::string aside = Path() + ".damaged";
-  return std::rename(Path().c_str(), aside.c_str()) == 0 && Remove();
+  return DoneOrReport(std::rename(Path().c_str(), aside.c_str()) == 0, aside) && Remove();
 }
 
 // An operation that calls another one holds the lock over both: given back in between, somebody

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "esd/resource_locker.h"
+#include "platform/failure_report.h"
 #include "platform/thread_guards.h"
 
 namespace esd {
@@ -67,9 +68,13 @@ class ResourceLocker::ResourceLockerPlat {
     for (;;) {
       semaphore_ = Make(systemName_);
       if (IsHeld()) return true;
-      if (errno != EEXIST) return false;  // what refuses it now will do so later
-      std::this_thread::sleep_for(std::chrono::milliseconds(1));
-      if (Clock::now() >= deadline) return false;
+      const int error = errno;
+      if (error == EEXIST) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      // What else refuses it now will do so later.
+      if (error != EEXIST || Clock::now() >= deadline) {
+        if (kxl::AreFailuresHeard()) kxl::ReportFailure(SemaphorePath(resourceName_), error);
+        return false;
+      }
     }
   }
 

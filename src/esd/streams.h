@@ -5,6 +5,7 @@
 
 #include <sys/types.h>
 
+#include <cerrno>
 #include <string>
 #include <string_view>
 
@@ -19,7 +20,7 @@ class ESDofstream {
  public:
   // access is kReplace or kAppend.
   ESDofstream(const std::string& path, FileAccess access, Links links = Links::kFollow)
-      : file_(OpenRegularFile(path, access, links)) {}
+      : file_(OpenRegularFile(path, access, links)), error_(IsOpen() ? 0 : errno) {}
   ESDofstream(const ESDofstream&) = delete;
   ESDofstream& operator=(const ESDofstream&) = delete;
 
@@ -40,8 +41,14 @@ class ESDofstream {
   // Closes; false when that fails, or anything since the opening has.
   bool Close();
 
+  // The errno of the first failure, the opening's included; 0 for none.
+  int Error() const { return error_; }
+
  private:
+  bool Note(bool isDone);
+
   OpenedFile file_;
+  int error_;
   bool hasFailed_ = false;
 };
 

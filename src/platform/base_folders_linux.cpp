@@ -14,6 +14,7 @@
 #include <new>
 #include <string_view>
 
+#include "platform/failure_report.h"
 #include "platform/file_system.h"
 #include "platform/path.h"
 #include "platform/regular_file.h"
@@ -117,7 +118,10 @@ bool FindLocalTemporaryItems(std::string& out, IfMissing ifMissing) {
       !(CreateFolderTree(parent) && CreatePrivateFolderTree(path))) {
     return false;
   }
-  if (!IsOwnFolder(path, S_IRWXG | S_IRWXO)) return false;
+  if (!IsOwnFolder(path, S_IRWXG | S_IRWXO)) {
+    if (ifMissing == IfMissing::kCreate) ReportFailure(path, EPERM);  // somebody else's
+    return false;
+  }
   out = path;
   return true;
 }
@@ -142,8 +146,9 @@ bool FindUserTemporaryItems(std::string& out, IfMissing ifMissing) {
 
 bool FindMachineFolder(const std::string& path, std::string& out, IfMissing ifMissing) {
   if (path.empty()) return false;
-  if (!IsFolder(path) && !(ifMissing == IfMissing::kCreate && CreateFolderTree(path))) {
-    return false;
+  if (!IsFolder(path)) {
+    if (ifMissing == IfMissing::kFail) ReportFailure(path, PathExists(path) ? ENOTDIR : errno);
+    if (ifMissing == IfMissing::kFail || !CreateFolderTree(path)) return false;
   }
   out = path;
   return true;

@@ -42,7 +42,8 @@ bool SetSharedMode(const std::string& path);
 
 // Makes the folder and every missing ancestor, each with its parent's mode and, as far as the
 // caller may give them, its parent's owner and group. True when the folder exists at the end,
-// whoever made it; *created tells whether this call made the last component.
+// whoever made it; *created tells whether this call made the last component. What cannot be made is
+// reported (failure_report.h).
 bool CreateFolderTree(const std::string& path, bool* created = nullptr);
 
 // The same for folders that stay the caller's own, with mode 0700.
@@ -57,7 +58,7 @@ bool DeleteFile(const std::string& path);
 
 // Removes a file, a link, or a folder with all that is in it; true also when there is nothing. A
 // file is kept (false) when the caller owns it, or is in its group, and its mode lets him write it
-// neither as its owner, nor as one of its group, nor as anybody.
+// neither as its owner, nor as one of its group, nor as anybody. errno tells why it failed.
 bool RemoveFileSystemObject(const std::string& path);
 
 // Removes a folder: with its contents, or only when it is empty. False when it is no folder; true

@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/failure_report.h"
 #include "platform/path.h"
 #include "platform/regular_file.h"
 
@@ -75,7 +76,7 @@ bool CreateMissingFolders(const std::string& path, FolderRights rights, bool& cr
   }
   created = false;
   for (; !missing.empty(); missing.pop_back()) {
-    if (!CreateFolder(missing.back(), rights, created)) return false;
+    if (!DoneOrReport(CreateFolder(missing.back(), rights, created), missing.back())) return false;
   }
   return true;
 }
@@ -185,7 +186,10 @@ bool RemoveFileSystemObject(const std::string& path) {
   const bool mayWrite = (isOwner && (info.st_mode & S_IWUSR) != 0) ||
                         (isInGroup && (info.st_mode & S_IWGRP) != 0) ||
                         (info.st_mode & S_IWOTH) != 0;
-  if ((isOwner || isInGroup) && !mayWrite) return false;
+  if ((isOwner || isInGroup) && !mayWrite) {
+    errno = EACCES;
+    return false;
+  }
   return std::remove(path.c_str()) == 0;
 }
 

@@ -4,6 +4,7 @@
 #include <climits>
 #include <utility>
 
+#include "platform/failure_report.h"
 #include "platform/file_system.h"
 #include "platform/path.h"
 
@@ -30,7 +31,8 @@ bool EnsureLevel(std::string& path, std::string_view level, LevelMode levelMode)
   if (!CreateFolderTree(path, &created)) return false;
   // Another process that made the same folder meanwhile sees to its mode.
   if (!created) return true;
-  return levelMode == LevelMode::kShared ? SetSharedMode(path) : AddModeBits(path, parentMode);
+  return DoneOrReport(
+      levelMode == LevelMode::kShared ? SetSharedMode(path) : AddModeBits(path, parentMode), path);
 }
 
 }  // namespace

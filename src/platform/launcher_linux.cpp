@@ -18,6 +18,7 @@
 #include <string_view>
 
 #include "platform/environment.h"
+#include "platform/failure_report.h"
 #include "platform/file_system.h"
 #include "platform/folders.h"
 #include "platform/regular_file.h"
@@ -91,7 +92,8 @@ bool MakePipe(FileDescriptor& readEnd, FileDescriptor& writeEnd) {
   return readEnd.valid() && writeEnd.valid();
 }
 
-// Starts the program as a child of init. The pipe closes without a byte when its exec succeeds.
+// Starts the program as a child of init. The pipe closes without a byte when its exec succeeds, and
+// carries the error otherwise, which errno is then.
 bool StartDetached(const std::string& program) {
   FileDescriptor readEnd;
   FileDescriptor writeEnd;
@@ -108,8 +110,8 @@ bool StartDetached(const std::string& program) {
       syscall(SYS_execve, program.c_str(), arguments.data(), environ);
     }
     if (grandchild <= 0) {
-      constexpr char kFailed = 1;
-      syscall(SYS_write, writeEnd.get(), &kFailed, 1);
+      const int error = errno;
+      syscall(SYS_write, writeEnd.get(), &error, sizeof error);
       EndChild(EXIT_FAILURE);
     }
     EndChild(EXIT_SUCCESS);
@@ -125,7 +127,11 @@ bool StartDetached(const std::string& program) {
     const auto patience = std::chrono::ceil<std::chrono::milliseconds>(left);
     if (poll(&failure, 1, static_cast<int>(patience.count())) != -1 || errno != EINTR) break;
   }
-  return (failure.revents & POLLIN) == 0;
+  if ((failure.revents & POLLIN) == 0) return true;
+  int error = 0;
+  if (read(readEnd.get(), &error, sizeof error) == 0) return true;
+  errno = error;
+  return false;
 }
 
 // system(3) for a guest in somebody else's process: it leaves the host's handling of SIGINT,
@@ -203,8 +209,9 @@ bool LaunchApplication(const std::string& path, const EnvironmentList& environme
   const ForkLock lock(launching);
   if (!lock.IsHeld()) return false;
   for (const auto& [name, value] : environment) SetVariable(name, value);
-  if (!PathExists(path)) return RunShell(path);
-  if (StartDetached(IsFolder(path) ? ExecutableInBundle(path) : path)) return true;
+  if (!DoneOrReport(PathExists(path), path)) return RunShell(path);
+  const std::string program = IsFolder(path) ? ExecutableInBundle(path) : path;
+  if (DoneOrReport(StartDetached(program), program)) return true;
   return PathExists(path) && RunShell(QuoteLaunchPath(path) + " &");
 }
 
@@ -215,7 +222,7 @@ bool RunUpdaterExecutable(const EnvironmentList& environment, Background backgro
   if (!lock.IsHeld()) return false;
   const ScopedEnvironment variables(environment);
   const std::string executable = ExecutableInBundle(bundle);
-  if (!PathExists(executable)) return false;
+  if (!DoneOrReport(PathExists(executable), executable)) return false;
   return RunShell(QuoteForShell(executable) + (background == Background::kYes ? " &" : ""));
 }
 

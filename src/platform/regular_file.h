@@ -66,11 +66,13 @@ struct OpenedFile {
   std::size_t size = 0;  // bytes, when it was opened
 };
 
-// Opens path when it is a regular file; the descriptor is one as OpenAt gives.
+// Opens path when it is a regular file; the descriptor is one as OpenAt gives. errno tells why a
+// status other than kOpened was answered.
 OpenedFile OpenRegularFile(const std::string& path, FileAccess access, Links links);
 
 // Reads the whole file, through a link too. text is as it was unless the answer is kOpened; a file
-// that was opened and cannot be read, or is larger than maximum (bytes), is kUnavailable.
+// that was opened and cannot be read, or is larger than maximum (bytes, EFBIG), is kUnavailable.
+// errno tells why a status other than kOpened was answered.
 OpenStatus ReadRegularFile(const std::string& path, std::string& text,
                            std::size_t maximum = kMaximumFileSize);
 

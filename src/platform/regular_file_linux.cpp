@@ -80,12 +80,15 @@ OpenedFile OpenRegularFile(const std::string& path, FileAccess access, Links lin
   struct stat info;
   if (fstat(fd.get(), &info) != 0) return file;
   if (!S_ISREG(info.st_mode)) {
-    file.status = S_ISDIR(info.st_mode) ? OpenStatus::kFolder : OpenStatus::kNotRegular;
+    const bool isFolder = S_ISDIR(info.st_mode);
+    file.status = isFolder ? OpenStatus::kFolder : OpenStatus::kNotRegular;
+    errno = isFolder ? EISDIR : EINVAL;
     return file;
   }
   if (access == FileAccess::kReplace) {
     if (links == Links::kRefuse && info.st_nlink > 1) {
       file.status = OpenStatus::kNotRegular;
+      errno = EMLINK;
       return file;
     }
     if (info.st_size > 0 && ftruncate(fd.get(), 0) != 0) return file;
@@ -105,12 +108,16 @@ OpenedFile OpenRegularFile(const std::string& path, FileAccess access, Links lin
 OpenStatus ReadRegularFile(const std::string& path, std::string& text, std::size_t maximum) {
   const OpenedFile file = OpenRegularFile(path, FileAccess::kRead, Links::kFollow);
   if (file.status != OpenStatus::kOpened) return file.status;
+  if (file.size > maximum) errno = EFBIG;
   const bool isRead = file.size <= maximum && ReadToEnd(file.descriptor.get(), file.size, text);
   return isRead ? OpenStatus::kOpened : OpenStatus::kUnavailable;
 }
 
 bool ReadToEnd(int descriptor, std::size_t size, std::string& text) {
-  if (size > kMaximumFileSize) return false;
+  if (size > kMaximumFileSize) {
+    errno = EFBIG;
+    return false;
+  }
   std::string content(size, '\0');
   std::size_t count = 0;
   if (!ReadUpTo(descriptor, content.data(), content.size(), count)) return false;

@@ -2,6 +2,7 @@
 
 #include "esd/resource_locker.h"
 #include "esd/streams.h"
+#include "platform/failure_report.h"
 #include "platform/file_system.h"
 #include "platform/folders.h"
 
@@ -13,7 +14,9 @@ bool CreateLockFile(const std::string& name) {
   if (!LockFilePath(name, path)) return false;
   ESDofstream file(path, FileAccess::kReplace);
   file.Write("lock");
-  return file.Close();
+  const bool isWritten = file.Close();
+  if (!isWritten) ReportFailure(path, file.Error());
+  return isWritten;
 }
 
 bool RemoveLockFile(const std::string& name) {

@@ -1,5 +1,6 @@
 #include "stores/preference_engine.h"
 
+#include <cerrno>
 #include <ctime>
 #include <stdexcept>
 #include <utility>
@@ -8,6 +9,7 @@
 #include "esd/streams.h"
 #include "esd/xml_parser.h"
 #include "esd/xml_writer.h"
+#include "platform/failure_report.h"
 
 namespace esd {
 
@@ -48,10 +50,15 @@ void PrefsWriter::Load(const std::string& path) {
   isSettled_ = IsSettled(stamp);
   ExpatDOMBuilder builder;
   const bool parsed = builder.Init() && builder.ParseFile(path, false);
+  const int error = errno;
   const ReadStatus status = builder.LastRead();
   isUnreadable_ = status == ReadStatus::kUnreadable;
   isUnknown_ = !parsed && status != ReadStatus::kMissing && status != ReadStatus::kDamaged;
   if (!parsed) {
+    // Without the lock, a writer may be in the middle of it.
+    if (policy_ != nullptr && status != ReadStatus::kMissing) {
+      kxl::ReportFailure(path, status == ReadStatus::kDamaged ? EBADMSG : error);
+    }
     if (status == ReadStatus::kDamaged && policy_ != nullptr) kxl::DeleteFile(path);
     return;
   }
@@ -128,6 +135,7 @@ bool PrefsWriter::WriteFile() {
   kxl::ESDofstream file(path_, kxl::FileAccess::kReplace);
   file.Write(text);
   const bool written = file.Close();
+  if (!written) kxl::ReportFailure(path_, file.Error());
   kxl::GetModificationStamp(path_, stamp_);
   isSettled_ = false;
   return written;

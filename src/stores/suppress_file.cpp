@@ -1,10 +1,12 @@
 #include "stores/suppress_file.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <iterator>
 
 #include "esd/streams.h"
+#include "platform/failure_report.h"
 #include "platform/file_system.h"
 #include "platform/regular_file.h"
 #include "stores/record_list.h"
@@ -34,7 +36,9 @@ bool SuppressFile::Read(std::time_t now) {
   if (now < kFirstUtc || now > kLastUtc - std::time_t{kLongestHold}) return false;
   std::string text;
   const OpenStatus status = ReadRegularFile(path_, text);
-  if (status != OpenStatus::kOpened && status != OpenStatus::kMissing) return false;
+  if (!DoneOrReport(status == OpenStatus::kOpened || status == OpenStatus::kMissing, path_)) {
+    return false;
+  }
   for (std::string_view rest = text; !rest.empty();) {
     // Looked for in one piece only: to the end of the file for each would take minutes.
     const std::string_view piece = rest.substr(0, kLongestLine);
@@ -101,9 +105,13 @@ bool SuppressFile::WriteBack() {
   const bool exists = GetMode(path_, mode);
   const bool isProtected = exists && (mode & 0200) == 0;  // on purpose
   if (holds_.empty()) {
-    return RemoveFileSystemObject(path_) || !isCleared_ || (!isProtected && Empty(path_));
+    return DoneOrReport(
+        RemoveFileSystemObject(path_) || !isCleared_ || (!isProtected && Empty(path_)), path_);
   }
-  if (isProtected) return false;
+  if (isProtected) {
+    ReportFailure(path_, EACCES);
+    return false;
+  }
   // Whole before there is a companion, which an exception would leave behind.
   std::string text;
   for (const Hold& hold : holds_) text += Line(hold);
@@ -112,7 +120,11 @@ bool SuppressFile::WriteBack() {
   ESDofstream file(companion, FileAccess::kReplace, Links::kRefuse);
   const bool isWritten =
       file.IsOpen() && (!exists || file.SetMode(mode)) && file.Write(text) && file.Sync();
-  if (file.Close() && isWritten && std::rename(companion.c_str(), path_.c_str()) == 0) return true;
+  const bool isComplete = file.Close() && isWritten;
+  if (!isComplete) ReportFailure(companion, file.Error());
+  if (isComplete && DoneOrReport(std::rename(companion.c_str(), path_.c_str()) == 0, path_)) {
+    return true;
+  }
   DeleteFile(companion);  // also one that was made, but could not be taken into use
   return false;
 }

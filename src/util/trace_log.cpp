@@ -5,6 +5,7 @@
 #include <ctime>
 #include <new>
 
+#include "platform/failure_report.h"
 #include "platform/file_system.h"
 #include "platform/log_trim.h"
 #include "util/format_string.h"
@@ -25,6 +26,13 @@ void AppendLine(std::string& queue, const std::string& stamp, std::string_view t
   queue += ": ";
   queue += text;
   queue += '\n';
+}
+
+void LogFailure(const char* error, const std::string& path) {
+  std::string text = error;
+  text += ' ';
+  text += path;
+  LogMessage(kLogDetail, Flush::kYes, text);
 }
 
 std::string FilePath(const std::string& path) { return path.empty() ? "/tmp/KX4.log" : path; }
@@ -90,6 +98,7 @@ void TraceLog::Configure(const std::string& path, int level, Mode mode) {
 
 bool TraceLog::Open(const std::string& path, int level, const std::string& stamp) {
   level_ = level;
+  ListenToFailures(level < kLogDetail ? nullptr : LogFailure);
   if (level < 1) return false;
   path_ = path;
   isForked_ = false;

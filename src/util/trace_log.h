@@ -24,7 +24,7 @@ namespace kxl {
 inline constexpr int kLogEssential = 1;
 inline constexpr int kLogNormal =
     2;  // calls, results, decisions; also the default configured level
-inline constexpr int kLogDetail = 3;
+inline constexpr int kLogDetail = 3;  // listings, and why a file operation has failed
 
 // Whether a line is on its way to the disk before the call returns, or waits for the next flushing
 // line or the end of the log.

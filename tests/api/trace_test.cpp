@@ -3,6 +3,8 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <functional>
+#include <optional>
 #include <thread>
 
 #include "esd/resource_locker.h"
@@ -103,6 +105,46 @@ TEST(Trace, AFailureOfTheSystemIsTracedAndAnsweredAsSuch) {
   fs::remove_all(InTestFolder("home"));
   WriteFile(InTestFolder("home"), "no folder, so no log");
   EXPECT_EQ(CallsInHost({{"GetVersion"}, registration}), (std::vector{6, ESD_ERR_FAILURE + 0}));
+}
+
+TEST(Trace, TheDetailedOneNamesTheFileThatHasDecided) {
+  const std::string data = fs::path(PrefsPath()).parent_path();
+  const std::string list = ApplicationList(ApplicationEntry("b", "B", std::string(3000, 'b')));
+  const std::string answer = data + "/Data/UpdateAvailable/a/7.xml";
+  const Call registration = {"RegisterApplication", "a", "A", "/a"};
+  const Call query = {"IsUpdateAvailable", "a", "A", "/a"};
+  const Call check = {"TriggerUpdateCheck", "a", "A", "/a", "", "0"};
+  const Call hold = {"SuppressUpdates", "a", "9"};
+  std::optional<esd::ResourceLocker> holder;
+  const std::tuple<std::function<void()>, Call, int, std::string> cases[] = {
+      {[] { WriteFile(ListPath() + "/f", ""); }, registration, 4, "EISDIR " + ListPath()},
+      {[&] { WriteFile(ListPath(), list); }, registration, 4, "EFBIG " + ListPath() + "_"},
+      {[] { WriteFile(InTestFolder("var"), ""); }, registration, 1,
+       "EEXIST " + InTestFolder("var")},
+      {[] {}, {"UnRegisterApplication", "a"}, 4, "ENOENT " + ListPath()},
+      {[&] { WriteFile(answer, "<"); }, query, 1077, "EBADMSG " + answer},
+      {[&] { holder.emplace("KeldaUpdater6a", 0).Lock(); }, query, 8,
+       "EEXIST " + esd::SemaphorePath("KeldaUpdater6a")},
+      {[] { WriteFile(AdminListPath() + "/f", ""); },
+       {"IsUpdateCheckEnabled"},
+       1,
+       "EISDIR " + AdminListPath()},
+      {[] {}, check, 2, "ENOENT " + InTestFolder("opt")},
+      {[] { WriteFile(UpdaterExecutable(), ""); }, check, 0, "EACCES " + UpdaterExecutable()},
+      {[] { WriteFile(SuppressPath() + "/f", ""); }, hold, 1, "EISDIR " + SuppressPath()}};
+  for (const auto& [prepare, call, code, line] : cases) {
+    for (const char* level : {"2", "3"}) {
+      for (const auto& entry : fs::directory_iterator(TestFolder())) fs::remove_all(entry);
+      fs::create_directories(InTestFolder("run"));
+      WriteSettings("<logLevel>" + std::string(level) + "</logLevel>");
+      prepare();
+      const auto codes = CallsInHost({{"GetVersion"}, call}, WithAccounts(), "2500");
+      holder.reset();
+      EXPECT_EQ(codes, (std::vector{6, code})) << line;
+      EXPECT_EQ(Log().find("\n" + line + "\n") != std::string::npos, *level == '3')
+          << line << Log();
+    }
+  }
 }
 
 }  // namespace
