@@ -12,6 +12,7 @@
 #include "api/validation.h"
 #include "platform/launcher.h"
 #include "platform/local_date.h"
+#include "util/check_interval.h"
 #include "util/date_text.h"
 #include "util/trace_log.h"
 
@@ -40,16 +41,6 @@ void TraceTrigger(const char* appIdentifier, const char* appFolderPath, std::int
   }
   LogValue(kLogNormal, Flush::kYes, name + "\nUpdate Type:",
            triggerType == KXL_TRIGGER_MANUAL ? " Manual Update" : " Scheduled Update");
-}
-
-// From the last day of a month to the last of the one before.
-std::chrono::sys_days MonthBefore(std::chrono::year_month_day today) {
-  const std::chrono::year_month month = today.year() / today.month();
-  const std::chrono::year_month before = month - std::chrono::months(1);
-  const std::chrono::year_month_day sameDay = before / today.day();
-  const bool isLast = today.day() == (month / std::chrono::last).day();
-  return isLast || !sameDay.ok() ? std::chrono::sys_days(before / std::chrono::last)
-                                 : std::chrono::sys_days(sameDay);
 }
 
 // A manual launch that the updater has not taken up yet is not turned into a scheduled one.
@@ -87,10 +78,7 @@ bool IsTimeToLaunch(const KeldaUpdaterPrefs& preferences, std::chrono::year_mont
     return false;
   }
   const auto last = ParseDate(lastCheck);
-  if (!last) return true;
-  const std::chrono::sys_days boundary =
-      frequency == 1 ? std::chrono::sys_days(today) - std::chrono::weeks(1) : MonthBefore(today);
-  return boundary >= std::chrono::sys_days(*last);
+  return !last || HasIntervalPassed(*last, today, frequency);
 }
 
 std::int32_t TriggerUpdateCheck(RequestPreferences& preferences, const char* appIdentifier,

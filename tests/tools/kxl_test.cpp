@@ -107,9 +107,13 @@ TEST(Tool, InspectionTellsAndChangesNothing) {
       {"holds", " seconds left\n", "{\"id\":\"a\",\"seconds\":"},
       {"prefs", "AutoCheck            not valid  yes\n",
        "{\"key\":\"LastDateCheck\",\"value\":\"2026-01-02\",\"state\":\"set\"}\n"},
-      {"policy", "update checks           yes  this user may check for updates",
+      {"policy",
+       "interval                allows      weekly, last check on 2026-01-02: due now, from " +
+           PrefsPath(),
        "{\"rule\":\"holds\",\"allows\":false,\"reason\":\"a hold is running\",\"source\":\"" +
            SuppressPath()},
+      {"policy", "a scheduled check       answers 13  a hold is running\n",
+       "{\"call\":\"KXLIsUpdateCheckEnabled\",\"answers\":1,"},
       {"locks", "KeldaUpdaterPrefs.dat  free\n",
        "{\"lock\":\"" + ListPath() + "\",\"state\":\"free\",\"holders\":[],"},
       {"log", "1999-01-02T03:04:05 updater: first\nof two\n",
