@@ -118,7 +118,8 @@ bool FindLocalTemporaryItems(std::string& out, IfMissing ifMissing) {
       !(CreateFolderTree(parent) && CreatePrivateFolderTree(path))) {
     return false;
   }
-  if (!IsOwnFolder(path, S_IRWXG | S_IRWXO)) {
+  const bool isTaken = ifMissing != IfMissing::kIgnore || PathExists(path);
+  if (isTaken && !IsOwnFolder(path, S_IRWXG | S_IRWXO)) {
     if (ifMissing == IfMissing::kCreate) ReportFailure(path, EPERM);  // somebody else's
     return false;
   }
@@ -128,7 +129,8 @@ bool FindLocalTemporaryItems(std::string& out, IfMissing ifMissing) {
 
 bool FindUserFolder(const std::string& path, std::string& out, IfMissing ifMissing) {
   if (path.empty()) return false;
-  if (!IsFolder(path) && !(ifMissing == IfMissing::kCreate && CreatePrivateFolderTree(path))) {
+  if (ifMissing != IfMissing::kIgnore && !IsFolder(path) &&
+      !(ifMissing == IfMissing::kCreate && CreatePrivateFolderTree(path))) {
     return false;
   }
   out = path;
@@ -146,7 +148,7 @@ bool FindUserTemporaryItems(std::string& out, IfMissing ifMissing) {
 
 bool FindMachineFolder(const std::string& path, std::string& out, IfMissing ifMissing) {
   if (path.empty()) return false;
-  if (!IsFolder(path)) {
+  if (ifMissing != IfMissing::kIgnore && !IsFolder(path)) {
     if (ifMissing == IfMissing::kFail) ReportFailure(path, PathExists(path) ? ENOTDIR : errno);
     if (ifMissing == IfMissing::kFail || !CreateFolderTree(path)) return false;
   }

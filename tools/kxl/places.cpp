@@ -13,19 +13,23 @@ std::string Below(const std::string& base, const std::string& name) {
 
 std::string SharedFolder() {
   std::string path;
-  kxl::FindFolder(kxl::kLocalApplicationSupport, path, kxl::IfMissing::kFail);
+  kxl::FindFolder(kxl::kLocalApplicationSupport, path, kxl::IfMissing::kIgnore);
   return Below(Below(path, "Kelda"), "Updater6");
 }
 
 std::string DataFolder() {
   std::string path;
-  kxl::FindDataFolder(path);
-  return path;
+  if (kxl::FindDataFolder(path)) return path;
+  // The first call will make it.
+  if (!kxl::FindFolder(kxl::kUserApplicationSupport, path, kxl::IfMissing::kIgnore)) {
+    kxl::FindFolder(kxl::kLocalTemporaryItems, path, kxl::IfMissing::kIgnore);
+  }
+  return Below(Below(path, "Kelda"), "Updater6");
 }
 
 std::string LockFolder() {
   std::string path;
-  kxl::FindFolder(kxl::kUserTemporaryItems, path, kxl::IfMissing::kFail);
+  kxl::FindFolder(kxl::kUserTemporaryItems, path, kxl::IfMissing::kIgnore);
   return Below(path, "Kelda/Updater6/Updater6/locked");
 }
 

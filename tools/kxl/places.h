@@ -1,5 +1,5 @@
 // Where the shared files lie on this machine, for this user. Nothing here makes a folder, so that
-// looking changes nothing; a path is empty when the folder that it starts in does not exist.
+// looking changes nothing: a path is where the file would be made. Empty when that is nowhere.
 #ifndef KXL_TOOLS_KXL_PLACES_H
 #define KXL_TOOLS_KXL_PLACES_H
 
