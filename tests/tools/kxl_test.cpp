@@ -33,13 +33,15 @@ std::string Command(const std::string& arguments) {
          arguments + " 2>&1";
 }
 
-Result Kxl(const std::string& arguments) {
-  FILE* pipe = popen(Command(arguments).c_str(), "re");
+Result RunCommand(const std::string& command) {
+  FILE* pipe = popen(command.c_str(), "re");
   Result result = {-1, {}};
   for (int byte; (byte = getc(pipe)) != EOF;) result.text += static_cast<char>(byte);
   result.status = WEXITSTATUS(pclose(pipe));
   return result;
 }
+
+Result Kxl(const std::string& arguments) { return RunCommand(Command(arguments)); }
 
 bool Has(const Result& result, const std::string& piece) {
   return result.text.find(piece) != std::string::npos;
@@ -205,6 +207,20 @@ TEST(Tool, ALockIsItsHoldersWhileHeLives) {
   EXPECT_EQ(Kxl("unlock " + ListPath() + " --json"),
             (Result{0, "{\"lock\":\"" + ListPath() + "\",\"unlocked\":true}\n"}));
   EXPECT_EQ(Kxl("unlock request:a"), (Result{0, "request:a  was not locked\n"}));
+}
+
+TEST(Tool, WritesOutWhatATerminalWouldActUpon) {
+  WriteFile(ListPath(), ApplicationList(ApplicationEntry("a", "\u009B[31m\u202E", "/") +
+                                        ApplicationEntry("b", "\u00FC\u6F22", "/") +
+                                        ApplicationEntry("c", std::string(70, 'w'), "/")));
+  const std::string list = Kxl("list").text;
+  EXPECT_TRUE(list.starts_with("a  \\x9b[31m\\u202e  ")) << list;
+  EXPECT_EQ(Count(list, "\nb  \u00FC\u6F22" + std::string(69, ' ') + "/\n"), 1U) << list;
+  EXPECT_EQ(Count(Kxl("list --json").text, "\"\\u009b[31m\\u202e\""), 1U);
+  const Result terminal = RunCommand("script -qc \"" + Command("list") + "\" /dev/null");
+  EXPECT_TRUE(Has(terminal, "c  " + std::string(59, 'w') + "\u2026  /\r\n")) << terminal;
+  EXPECT_EQ(RunCommand("(" + Command("list --json") + " >/dev/full) 2>&1"),
+            (Result{1, "{\"error\":\"the standard output cannot be written\"}\n"}));
 }
 
 TEST(Tool, FollowsTheLogs) {

@@ -6,13 +6,17 @@
 #include <cstdlib>
 #include <iostream>
 
+#include "kxl/screen_text.h"
+
 namespace tool {
 
 namespace {
 
+constexpr std::size_t kWidest = 60;  // columns
+
 // Files may hold any bytes; what is no UTF-8 shows as replacement characters.
 std::string Dump(const Json& object) {
-  return object.dump(-1, ' ', false, Json::error_handler_t::replace);
+  return VisibleJson(object.dump(-1, ' ', false, Json::error_handler_t::replace));
 }
 
 const char* Escape(Colour colour) {
@@ -31,12 +35,19 @@ const char* Escape(Colour colour) {
 
 bool WantsColours() {
   const char* noColour = std::getenv("NO_COLOR");
-  return isatty(STDOUT_FILENO) == 1 && (noColour == nullptr || *noColour == '\0');
+  return noColour == nullptr || *noColour == '\0';
 }
 
 }  // namespace
 
-Output::Output(bool json) : json_(json), hasColours_(!json && WantsColours()) {}
+std::string ErrorLine(const std::string& text, bool json) {
+  return (json ? Dump({{"error", text}}) : "kxl: " + Visible(text, LineEnds::kEscape)) + '\n';
+}
+
+Output::Output(bool json)
+    : json_(json),
+      isTerminal_(isatty(STDOUT_FILENO) == 1),
+      hasColours_(isTerminal_ && WantsColours()) {}
 
 Output::~Output() { Flush(); }
 
@@ -44,6 +55,12 @@ void Output::Row(const Json& object, std::vector<std::string> columns, Colour co
   if (json_) {
     std::cout << Dump(object) << '\n';
   } else {
+    const LineEnds lineEnds = columns.size() == 1 ? LineEnds::kKeep : LineEnds::kEscape;
+    for (std::string& text : columns) text = Visible(text, lineEnds);
+    for (std::size_t i = 0; isTerminal_ && i + 1 < columns.size(); ++i) {
+      if (columns[i].starts_with('/') || ScreenWidth(columns[i]) <= kWidest) continue;
+      columns[i] = Shortened(columns[i], kWidest);
+    }
     rows_.push_back({std::move(columns), colour});
   }
 }
@@ -52,17 +69,13 @@ void Output::Line(const Json& object, std::string_view text) {
   if (json_) {
     std::cout << Dump(object) << std::endl;
   } else {
-    std::cout << text << std::endl;
+    std::cout << (isTerminal_ ? Visible(text, LineEnds::kKeep) : text) << std::endl;
   }
 }
 
 void Output::Error(const std::string& text) {
   Flush();
-  if (json_) {
-    std::cerr << Dump({{"error", text}}) << '\n';
-  } else {
-    std::cerr << "kxl: " << text << '\n';
-  }
+  std::cerr << ErrorLine(text, json_);
   hasFailed_ = true;
 }
 
@@ -71,12 +84,15 @@ void Output::Flush() {
   for (const Columns& row : rows_) {
     widths.resize(std::max(widths.size(), row.texts.size()));
     for (std::size_t i = 0; i + 1 < row.texts.size(); ++i) {
-      widths[i] = std::max(widths[i], row.texts[i].size());
+      // A path that is wider pushes the rest of its own row only.
+      const std::size_t width = ScreenWidth(row.texts[i]);
+      if (!isTerminal_ || width <= kWidest) widths[i] = std::max(widths[i], width);
     }
   }
   for (const Columns& row : rows_) {
     for (std::size_t i = 0; i + 1 < row.texts.size(); ++i) {
-      std::cout << row.texts[i] << std::string(widths[i] + 2 - row.texts[i].size(), ' ');
+      const std::size_t width = ScreenWidth(row.texts[i]);
+      std::cout << row.texts[i] << std::string(std::max(widths[i], width) + 2 - width, ' ');
     }
     const bool isColoured = hasColours_ && row.colour != Colour::kNone;
     std::cout << (isColoured ? Escape(row.colour) : "") << row.texts.back()
@@ -85,5 +101,7 @@ void Output::Flush() {
   rows_.clear();
   std::cout.flush();
 }
+
+bool Output::IsPrinted() const { return std::cout.good(); }
 
 }  // namespace tool
