@@ -65,22 +65,33 @@ TEST(Tool, Requests) {
       {"action a --json", 0, "{\"code\":0,\"name\":\"ESD_ERR_OK\"}\n"},
       {"suppress a --for 30m", 0, "0 ESD_ERR_OK: 1800 seconds\n"},
       {"suppress a --for 24h --json", 0,
-       "{\"code\":0,\"name\":\"ESD_ERR_OK\",\"seconds\":43200}\n"},
+       "{\"code\":0,\"name\":\"ESD_ERR_OK\",\"seconds\":43200,\"lowered_from\":86400}\n"},
       {"suppress b --query --json", 0,
        "{\"code\":0,\"name\":\"ESD_ERR_OK\",\"id\":\"b\",\"seconds\":0}\n"},
       {"check --scheduled a A /a", 13, "13 KXL_CHECK_SUPPRESSED\n"},
       {"suppress a --clear", 0, "0 ESD_ERR_OK: 0 seconds\n"},
       {"suppress --longest", 0, "0 ESD_ERR_OK: no hold\n"},
       {"unregister a", 0, "0 ESD_ERR_OK\n"},
-      {"unregister a --json", 4, "{\"code\":4,\"name\":\"ESD_ERR_REGISTRATIONFAILED\"}\n"},
+      {"unregister a --json", 4,
+       "{\"code\":4,\"name\":\"ESD_ERR_REGISTRATIONFAILED\",\"why\":[\"" + ListPath() +
+           ": there is no list, so nothing is registered\"]}\n"},
+      {"unlock /none", 1, "kxl: /none is no lock that kxl locks lists, and nobody has locked it\n"},
+      {"regster --json", 64, "{\"error\":\"there is no verb regster; the nearest is register\"}\n"},
+      {"--version", 0, "kxl 6.2.0\n"},
       {"version", 0, "library 6.2.0, tool 6.2.0\n"},
       {"version --json", 0, "{\"library\":\"6.2.0\",\"tool\":\"6.2.0\"}\n"}};
   for (const auto& [arguments, status, text] : cases) {
     EXPECT_EQ(Kxl(arguments), (Result{status, text})) << arguments;
   }
+  WriteFile(InTestFolder("home/.local/share/Kelda/Updater6/Data/UpdateAvailable/a/1.xml"), "<");
+  EXPECT_EQ(Kxl("available a A /a --json").text,
+            "{\"code\":0,\"name\":\"ESD_ERR_OK\",\"answer\":null}\n");
+  WriteFile(ListPath() + "/f", "");
+  EXPECT_TRUE(Has(Kxl("register a A /a"), "FAILED: " + ListPath() + ": ")) << "why it has failed";
   for (const char* wrong :
-       {"", "nonsense", "suppress a --for 1d", "suppress a", "unlock", "doctor --restore",
-        "missing a A /a --component n c", "missing a A /a --component n c 1 --component m"}) {
+       {"", "nonsense", "check a", "missing a A /a", "suppress a --for 1d", "suppress a", "unlock",
+        "doctor --restore", "missing a A /a --component n c",
+        "missing a A /a --component n c 1 --component m"}) {
     EXPECT_EQ(Kxl(wrong).status, 64) << wrong;
   }
 }
@@ -201,6 +212,7 @@ TEST(Tool, ALockIsItsHoldersWhileHeLives) {
   EXPECT_EQ(refused.status, 1);
   EXPECT_TRUE(Has(refused, who));
   EXPECT_TRUE(fs::exists(esd::SemaphorePath(ListPath())));
+  EXPECT_TRUE(Has(Kxl("register a A /"), "FAILED: " + ListPath() + ": held by"));
   kill(holder.Id(), SIGKILL);
   holder.Exit();
   EXPECT_TRUE(Has(Kxl("locks"), "stale: its holder was killed\n"));

@@ -4,8 +4,13 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <filesystem>
+#include <numeric>
+#include <string_view>
+#include <vector>
 
 #include "kxl/inspection.h"
+#include "kxl/locks.h"
 #include "kxl/log_view.h"
 #include "kxl/policy.h"
 
@@ -61,6 +66,11 @@ void AddRequests(CLI::App& app, CommandLine& line) {
     return Check(output, line.application, line.check);
   });
   AddApplication(*check, line.application, false);
+  check->parse_complete_callback([check] {
+    if (check->count("ID") > 0 && check->count("FOLDER") == 0) {
+      throw CLI::ArgumentMismatch("check ID lacks its NAME and FOLDER");
+    }
+  });
   check->add_flag("--scheduled", line.check.isScheduled, "only when a check is due");
   check->add_flag("--refresh", line.check.refresh, "register first what has changed");
   check->add_option("--lang", line.check.language, "the updater's language, en_US");
@@ -86,6 +96,10 @@ void AddRequests(CLI::App& app, CommandLine& line) {
           ->expected(0, -1);
   // The parser takes what there is; a component that lacks a text would be left out unnoticed.
   missing->parse_complete_callback([&line, components] {
+    if (line.missing.components.empty()) {
+      throw CLI::ArgumentMismatch("missing lacks a " + components->get_name() +
+                                  " NAME CATEGORY VERSION");
+    }
     if (line.missing.components.size() % 3 != 0) {
       throw CLI::ArgumentMismatch(components->get_name() + " takes three texts each time");
     }
@@ -147,6 +161,17 @@ void AddInspection(CLI::App& app, CommandLine& line) {
   });
 }
 
+// Anything could be locked; what is named by mistake would count as unlocked.
+bool IsLock(const std::string& path) {
+  constexpr std::string_view kRequest = "request:";
+  if (path.starts_with(kRequest)) return path.size() > kRequest.size();
+  const std::string name = std::filesystem::absolute(path);
+  const std::vector<Lock> locks = AllLocks();
+  return std::any_of(locks.begin(), locks.end(),
+                     [&](const Lock& lock) { return lock.name == name; }) ||
+         LookAtLock(name).state != LockState::kFree;
+}
+
 void AddMending(CLI::App& app, CommandLine& line) {
   CLI::App* doctor = AddVerb(app, "Mending", "doctor", "Find what is wrong; 1 when something is");
   auto* dryRun = doctor->add_flag("--dry-run", line.doctor.dryRun, "tell what --fix would do");
@@ -166,10 +191,50 @@ void AddMending(CLI::App& app, CommandLine& line) {
   unlock->add_flag("--force", line.forces, "even while somebody holds it");
   unlock->callback([&line] {
     line.verb = [&line](Output& output) {
-      Unlock(output, line.path, line.forces);
+      if (IsLock(line.path)) {
+        Unlock(output, line.path, line.forces);
+      } else {
+        output.Error(line.path + " is no lock that kxl locks lists, and nobody has locked it");
+      }
       return output.ExitStatus();
     };
   });
+}
+
+// How many letters have to be added, left out or replaced to make one word of the other.
+std::size_t Distance(std::string_view one, std::string_view other) {
+  std::vector<std::size_t> row(other.size() + 1);
+  std::iota(row.begin(), row.end(), 0U);
+  for (std::size_t i = 0; i < one.size(); ++i) {
+    std::size_t diagonal = row[0]++;
+    for (std::size_t j = 0; j < other.size(); ++j) {
+      const std::size_t replaced = diagonal + (one[i] == other[j] ? 0 : 1);
+      diagonal = row[j + 1];
+      row[j + 1] = std::min({replaced, row[j] + 1, diagonal + 1});
+    }
+  }
+  return row.back();
+}
+
+std::string NearestVerb(const CLI::App& app, std::string_view word) {
+  const auto verbs = app.get_subcommands([](const CLI::App*) { return true; });
+  const auto nearest = std::min_element(
+      verbs.begin(), verbs.end(), [word](const CLI::App* one, const CLI::App* other) {
+        return Distance(word, one->get_name()) < Distance(word, other->get_name());
+      });
+  return (*nearest)->get_name();
+}
+
+std::string Message(const CLI::App& app, const CLI::ParseError& error,
+                    const std::vector<std::string_view>& arguments) {
+  const auto word = std::find_if(arguments.begin(), arguments.end(), [](std::string_view argument) {
+    return !argument.starts_with('-');
+  });
+  if (!app.get_subcommands().empty() || word == arguments.end()) return error.what();
+  // The verbs themselves are found; a word of any length is not worth a search.
+  constexpr std::size_t kLongest = 64;
+  return "there is no verb " + std::string(*word) + "; the nearest is " +
+         NearestVerb(app, word->substr(0, kLongest));
 }
 
 }  // namespace
@@ -179,6 +244,7 @@ std::optional<int> ReadCommandLine(int argc, const char* const* argv, CommandLin
   CLI::App app("Register applications with the updater, and look after the files they share.",
                "kxl");
   app.add_flag("--json", line.json, "one JSON object a line");
+  app.set_version_flag("--version", "kxl " KXL_TOOL_VERSION);
   app.require_subcommand(1);
   AddRequests(app, line);
   AddInspection(app, line);
@@ -186,7 +252,12 @@ std::optional<int> ReadCommandLine(int argc, const char* const* argv, CommandLin
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error, out, err) == 0 ? 0 : EX_USAGE;
+    if (error.get_exit_code() == 0) return app.exit(error, out, err);
+    const std::vector<std::string_view> arguments(argv + 1, argv + argc);
+    const bool json = std::count(arguments.begin(), arguments.end(), "--json") > 0;
+    err << ErrorLine(Message(app, error, arguments), json);
+    if (!json) err << "Run with --help for more information.\n";
+    return EX_USAGE;
   }
   return std::nullopt;
 }

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <chrono>
+#include <system_error>
 #include <thread>
 
 #include "kxl/settings.h"
@@ -25,6 +27,13 @@ bool StartsWithTime(std::string_view line) {
          line.substr(kTimeLength, 2) == ": ";
 }
 
+std::string Problem(int error) {
+  if (error == EFBIG) {
+    return " is longer than " + std::to_string(kxl::kMaximumFileSize >> 20U) + " MiB";
+  }
+  return " cannot be opened or read: " + std::generic_category().message(error);
+}
+
 // One of the two files, and how much of it was printed.
 class LogFile {
  public:
@@ -39,7 +48,7 @@ class LogFile {
       case kxl::OpenStatus::kMissing:
         return;
       default:
-        if (!hasFailed_) output.Error(path_ + " cannot be opened or read");
+        if (!hasFailed_) output.Error(path_ + Problem(errno));
         hasFailed_ = true;
         return;
     }
@@ -91,7 +100,7 @@ void ShowLog(Output& output, Follow follow) {
       output.Line({{"time", entry.time}, {"source", entry.source}, {"text", entry.text}},
                   entry.time + " " + entry.source + ": " + entry.text);
     }
-    if (follow == Follow::kNo) return;
+    if (follow == Follow::kNo || !output.IsPrinted()) return;
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
   }
 }

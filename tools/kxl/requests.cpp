@@ -6,7 +6,14 @@
 #include <array>
 #include <chrono>
 #include <iostream>
+#include <limits>
 #include <thread>
+
+#include "kxl/explanation.h"
+#include "kxl/places.h"
+#include "kxl/screen_text.h"
+#include "platform/file_system.h"
+#include "platform/folders.h"
 
 namespace tool {
 
@@ -45,15 +52,34 @@ const char* CodeName(std::int32_t code) {
   }
 }
 
-// Prints the code, and what was answered besides.
-int Answer(Output& output, std::int32_t code, const std::string& text = {},
-           const Json& answer = Json::object()) {
+int Print(Output& output, std::int32_t code, const std::string& text, const Json& answer) {
   Json object = {{"code", code}, {"name", CodeName(code)}};
   object.update(answer);
   const std::string line = std::to_string(code) + " " + CodeName(code);
   output.Row(object, {text.empty() ? line : line + ": " + text},
              code == ESD_ERR_OK ? Colour::kGood : Colour::kNone);
   return code;
+}
+
+std::string Joined(const std::vector<std::string>& texts) {
+  std::string joined;
+  for (const std::string& text : texts) {
+    joined += (joined.empty() ? "" : "; ") + Visible(text, LineEnds::kEscape);
+  }
+  return joined;
+}
+
+// Prints the code, and why it is none of success: from the state of these files and locks.
+int Answer(Output& output, std::int32_t code, const std::vector<std::string>& subjects) {
+  const std::vector<std::string> reasons = Explain(code, subjects);
+  return Print(output, code, Joined(reasons),
+               reasons.empty() ? Json::object() : Json{{"why", reasons}});
+}
+
+std::string UpdaterBundle() {
+  std::string bundle = "the updater";  // as the doctor calls one whose place is not known
+  kxl::GetUpdaterBundlePath(bundle);
+  return bundle;
 }
 
 // A line on a terminal that is overwritten and goes at the end; nothing in a pipe.
@@ -64,34 +90,51 @@ void ShowProgress(const char* text) {
 }  // namespace
 
 int Register(Output& output, const Application& application) {
-  return Answer(output, KXLRegisterApplication(application.id.c_str(), application.name.c_str(),
-                                               application.folder.c_str()));
+  const std::int32_t code = KXLRegisterApplication(application.id.c_str(), application.name.c_str(),
+                                                   application.folder.c_str());
+  return Answer(output, code, {ApplicationsPath()});
 }
 
 int Unregister(Output& output, const std::string& id) {
-  return Answer(output, KXLUnRegisterApplication(id.c_str()));
+  const std::int32_t code = KXLUnRegisterApplication(id.c_str());
+  const std::string list = ApplicationsPath();
+  if (code == ESD_ERR_REGISTRATIONFAILED && !kxl::PathExists(list)) {
+    const std::string reason = list + ": there is no list, so nothing is registered";
+    return Print(output, code, reason, {{"why", {reason}}});
+  }
+  return Answer(output, code, {list});
 }
 
 int IsEnabled(Output& output) {
   const bool isEnabled = KXLIsUpdateCheckEnabled() != 0;
-  output.Row({{"enabled", isEnabled}}, {isEnabled ? "enabled" : "not enabled"},
-             isEnabled ? Colour::kGood : Colour::kBad);
+  Json object = {{"enabled", isEnabled}};
+  std::string text = isEnabled ? "enabled" : "not enabled";
+  if (!isEnabled) {
+    const std::vector<std::string> reasons = Explain(ESD_ERR_NOTENABLED, {});
+    object["why"] = reasons;
+    text += ": " + Joined(reasons);
+  }
+  output.Row(object, {text}, isEnabled ? Colour::kGood : Colour::kBad);
   return isEnabled ? ESD_ERR_OK : ESD_ERR_NOTENABLED;
 }
 
 int Check(Output& output, const Application& application, const CheckOptions& options) {
   const KXLTriggerType type = options.isScheduled ? KXL_TRIGGER_SCHEDULED : KXL_TRIGGER_MANUAL;
   const char* id = application.id.empty() ? nullptr : application.id.c_str();
-  return Answer(output,
-                KXLTriggerUpdateCheck(id, application.name.c_str(), application.folder.c_str(),
-                                      options.language.c_str(), type, options.refresh));
+  const std::int32_t code =
+      KXLTriggerUpdateCheck(id, application.name.c_str(), application.folder.c_str(),
+                            options.language.c_str(), type, options.refresh);
+  return Answer(output, code,
+                {UpdaterBundle(), PreferencesPath(), options.refresh ? ApplicationsPath() : ""});
 }
 
 int IsAvailable(Output& output, const Application& application, const AvailableOptions& options) {
   using Clock = std::chrono::steady_clock;
   const Clock::time_point end = Clock::now() + std::chrono::seconds(options.waitSeconds);
-  std::int32_t number = 0;
+  // No answer of an updater: what stays is one that could not be read.
+  constexpr std::int32_t kUnread = std::numeric_limits<std::int32_t>::min();
   for (;;) {
+    std::int32_t number = kUnread;
     const std::int32_t code =
         KXLIsUpdateAvailable(application.id.c_str(), application.name.c_str(),
                              application.folder.c_str(), options.request, &number, options.refresh);
@@ -101,9 +144,17 @@ int IsAvailable(Output& output, const Application& application, const AvailableO
       continue;
     }
     ShowProgress("");
-    if (code != ESD_ERR_OK) return Answer(output, code);
-    return Answer(output, code, number == 0 ? "up to date" : "an update waits",
-                  {{"answer", number}});
+    if (code == ESD_ERR_OK && number == kUnread) {
+      return Print(output, code, "the updater's answer could not be read", {{"answer", nullptr}});
+    }
+    if (code == ESD_ERR_OK) {
+      return Print(output, code, number == 0 ? "up to date" : "an update waits",
+                   {{"answer", number}});
+    }
+    return Answer(output, code,
+                  {UpdaterBundle(), "request:" + application.id, LockFolder(),
+                   Below(DataFolder(), "Data/UpdateAvailable/" + application.id),
+                   options.refresh ? ApplicationsPath() : ""});
   }
 }
 
@@ -118,21 +169,30 @@ int ReportMissing(Output& output, const Application& application, const MissingO
   for (const KXLMissingComponent& component : components) pointers.push_back(&component);
   const KXLMissingComponentList list = {static_cast<std::uint32_t>(pointers.size()),
                                         pointers.data()};
-  return Answer(output,
-                KXLDownloadMissingComponents(application.id.c_str(), application.name.c_str(),
-                                             application.folder.c_str(), options.language.c_str(),
-                                             &list, options.type, options.refresh));
+  const std::int32_t code = KXLDownloadMissingComponents(
+      application.id.c_str(), application.name.c_str(), application.folder.c_str(),
+      options.language.c_str(), &list, options.type, options.refresh);
+  return Answer(output, code,
+                {code == ESD_ERR_KX ? UpdaterBundle() : ComponentsPath(),
+                 options.refresh ? ApplicationsPath() : ""});
 }
 
 int Act(Output& output, const std::string& id) {
-  return Answer(output, KXLDoPluginAction(id.c_str()));
+  const std::int32_t code = KXLDoPluginAction(id.c_str());
+  return Answer(output, code, {code == ESD_ERR_KX ? UpdaterBundle() : ApplicationsPath()});
 }
 
 int Hold(Output& output, const std::string& id, std::uint32_t seconds) {
   std::string buffer = id;
+  const std::uint32_t wanted = seconds;
   const std::int32_t code = KXLSuppressUpdates(buffer.data(), nullptr, &seconds, 0);
-  if (code != ESD_ERR_OK) return Answer(output, code);
-  return Answer(output, code, std::to_string(seconds) + " seconds", {{"seconds", seconds}});
+  if (code != ESD_ERR_OK) return Answer(output, code, {HoldsPath()});
+  const std::string text = std::to_string(seconds) + " seconds";
+  if (wanted == seconds) return Print(output, code, text, {{"seconds", seconds}});
+  return Print(output, code,
+               text + ", lowered from " + std::to_string(wanted) +
+                   " seconds: a hold is twelve hours at most",
+               {{"seconds", seconds}, {"lowered_from", wanted}});
 }
 
 int QueryHold(Output& output, const std::string& id) {
@@ -141,11 +201,11 @@ int QueryHold(Output& output, const std::string& id) {
   std::uint32_t seconds = 0;
   id.copy(buffer.data(), buffer.size() - 1);
   const std::int32_t code = KXLSuppressUpdates(buffer.data(), &size, &seconds, 1);
-  if (code != ESD_ERR_OK) return Answer(output, code);
+  if (code != ESD_ERR_OK) return Answer(output, code, {HoldsPath()});
   const std::string owner = buffer.data();
-  return Answer(output, code,
-                seconds == 0 ? "no hold" : std::to_string(seconds) + " seconds left for " + owner,
-                {{"id", owner}, {"seconds", seconds}});
+  return Print(output, code,
+               seconds == 0 ? "no hold" : std::to_string(seconds) + " seconds left for " + owner,
+               {{"id", owner}, {"seconds", seconds}});
 }
 
 int ShowVersion(Output& output) {

@@ -3,10 +3,11 @@ set -l verbs register unregister enabled check available missing action suppress
     status list components holds prefs policy locks log doctor unlock
 complete -c kxl -l json -d 'one JSON object a line'
 complete -c kxl -l help -d 'print help'
+complete -c kxl -n "not __fish_seen_subcommand_from $verbs" -l version -d 'print the version'
 complete -c kxl -n "not __fish_seen_subcommand_from $verbs" -f -a "$verbs"
 complete -c kxl -n '__fish_seen_subcommand_from unregister available missing action suppress' \
     -f -a "(kxl list 2>/dev/null | string split -f1 ' ')"
-complete -c kxl -n '__fish_seen_subcommand_from unlock' -a "(kxl locks 2>/dev/null | string split -f1 ' ')"
+complete -c kxl -n '__fish_seen_subcommand_from unlock' -a "request: (kxl locks 2>/dev/null | string split -f1 ' ')"
 complete -c kxl -n '__fish_seen_subcommand_from check' -l scheduled -d 'only when due'
 complete -c kxl -n '__fish_seen_subcommand_from check missing' -l lang -x -d 'language, en_US'
 complete -c kxl -n '__fish_seen_subcommand_from check available missing' -l refresh -d 'register first'
