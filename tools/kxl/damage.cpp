@@ -96,7 +96,7 @@ void AddHolds(std::vector<Finding>& findings) {
   std::string text;
   const kxl::OpenStatus status = kxl::ReadRegularFile(path, text);
   if (status == kxl::OpenStatus::kOpened && ReadableHolds(text).size() < text.size()) {
-    findings.push_back({Severity::kWrong, "damaged", path,
+    findings.push_back({Severity::kWrong, "damaged", path, kThisUser,
                         "a line has a time that does not exist, and no hold can be set or read",
                         "set the file aside and keep its other lines",
                         [path] { return MendHolds(path); }});
@@ -104,6 +104,7 @@ void AddHolds(std::vector<Finding>& findings) {
     findings.push_back({Severity::kWrong,
                         "unreadable",
                         path,
+                        kThisUser,
                         "no hold can be set or read",
                         "see to its rights, or move away what stands there",
                         {}});
@@ -114,7 +115,7 @@ void AddDocument(std::vector<Finding>& findings, const std::string& path, const 
   const auto [status, isWritable] = LookAt(path);
   if (status == esd::ReadStatus::kDamaged && IsAtRest(path) &&
       LookAt(path).status == esd::ReadStatus::kDamaged) {
-    findings.push_back({Severity::kWrong, "damaged", path,
+    findings.push_back({Severity::kWrong, "damaged", path, kThisUser,
                         "it is no document within the limits, and nobody can read it",
                         "set it aside as " + path + ".damaged and begin anew", repair});
   } else if (status != esd::ReadStatus::kParsed && status != esd::ReadStatus::kMissing &&
@@ -122,6 +123,7 @@ void AddDocument(std::vector<Finding>& findings, const std::string& path, const 
     findings.push_back({Severity::kWrong,
                         "unreadable",
                         path,
+                        kThisUser,
                         "it " + ReadProblem(status),
                         "see to its rights, or move away what stands there",
                         {}});
@@ -129,6 +131,7 @@ void AddDocument(std::vector<Finding>& findings, const std::string& path, const 
     findings.push_back({Severity::kWrong,
                         "unwritable",
                         path,
+                        kThisUser,
                         "an attribute holds a character that cannot be written, so nobody can "
                         "change the file any more",
                         "take the character, or its element, out of the file",
@@ -139,7 +142,7 @@ void AddDocument(std::vector<Finding>& findings, const std::string& path, const 
 void AddCompanion(std::vector<Finding>& findings, const std::string& path, const Repair& repair) {
   const std::string companion = path + "_";
   if (!kxl::PathExists(companion) || !IsAtRest(path) || !kxl::PathExists(companion)) return;
-  findings.push_back({Severity::kWrong, "left-journal", companion,
+  findings.push_back({Severity::kWrong, "left-journal", companion, kThisUser,
                       "a process was killed while it wrote " + path,
                       "take it over when it is whole, and remove it", repair});
 }
@@ -149,6 +152,7 @@ void AddSetAside(std::vector<Finding>& findings, const std::string& path) {
   findings.push_back({Severity::kNote,
                       "set-aside",
                       path + ".damaged",
+                      kThisUser,
                       "a damaged file was kept here",
                       "kxl doctor --fix --restore puts back the entries of a list that can still "
                       "be read; remove the file when it is of no more use",

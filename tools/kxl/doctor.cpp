@@ -25,7 +25,7 @@ void AddStaleLocks(std::vector<Finding>& findings) {
   for (const Lock& lock : AllLocks()) {
     if (lock.state != LockState::kStale) continue;
     const std::string name = lock.name;
-    findings.push_back({Severity::kWrong, "stale-lock", name,
+    findings.push_back({Severity::kWrong, "stale-lock", name, kEverybody,
                         "its holder was killed, and everybody else waits for it in vain",
                         "remove the lock", [name] {
                           // Somebody may have mended it and taken it since.
@@ -51,13 +51,13 @@ void AddMode(std::vector<Finding>& findings, const std::string& path, mode_t wan
   mode_t mode;
   if (path.empty() || !kxl::GetMode(path, mode) || (mode & wanted) == wanted) return;
   const auto object = IsRoot() ? std::make_shared<ExaminedObject>(path) : nullptr;
-  findings.push_back(
-      {Severity::kWrong, "wrong-mode", path, meaning, "give back the missing rights", [=] {
-         return RepairIn(kxl::ParentPath(path), [&]() -> Mended {
-           if (!IsRoot()) return kxl::AddModeBits(path, wanted);
-           return object->AddMode(wanted, ContentOf(*object, root));
-         });
-       }});
+  findings.push_back({Severity::kWrong, "wrong-mode", path, kEverybody, meaning,
+                      "give back the missing rights", [=] {
+                        return RepairIn(kxl::ParentPath(path), [&]() -> Mended {
+                          if (!IsRoot()) return kxl::AddModeBits(path, wanted);
+                          return object->AddMode(wanted, ContentOf(*object, root));
+                        });
+                      }});
 }
 
 void AddModes(std::vector<Finding>& findings) {
@@ -88,7 +88,7 @@ void AddOwners(std::vector<Finding>& findings) {
     struct stat info;
     if (lstat(path.c_str(), &info) != 0 || info.st_uid == home.st_uid) continue;
     const auto object = IsRoot() ? std::make_shared<ExaminedObject>(path) : nullptr;
-    findings.push_back({Severity::kWrong, "wrong-owner", path,
+    findings.push_back({Severity::kWrong, "wrong-owner", path, kThisUser,
                         "it does not belong to the user whose folder it lies in",
                         "give it to him, as root", [object, base]() -> Mended {
                           return object != nullptr ? object->GiveToOwnerOf(base) : false;
@@ -100,7 +100,7 @@ void AddMissing(std::vector<Finding>& findings) {
   std::string shared = SharedFolder();
   if (shared.empty()) shared = kxl::MachinePath("var/lib/Kelda/Updater6");
   if (!kxl::IsFolder(shared)) {
-    findings.push_back({Severity::kWrong, "missing-folder", shared,
+    findings.push_back({Severity::kWrong, "missing-folder", shared, kAdministrators,
                         "no application can register here", "make it, with mode 0775", [shared] {
                           return RepairIn(shared, [] {
                             std::string folder;
@@ -116,6 +116,7 @@ void AddMissing(std::vector<Finding>& findings) {
     findings.push_back({Severity::kWrong,
                         "missing-updater",
                         executable,
+                        kEverybody,
                         "the updater is not installed, or may not be executed",
                         "install the updater",
                         {}});
@@ -137,6 +138,7 @@ void AddGoneApplications(std::vector<Finding>& findings) {
     findings.push_back({Severity::kWrong,
                         "gone-application",
                         id,
+                        kThisUser,
                         "its folder " + folder + " does not exist, or is not mounted",
                         "if it is gone for good: kxl unregister " + id,
                         {}});

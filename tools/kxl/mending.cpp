@@ -31,14 +31,18 @@ void RunDoctor(Output& output, const DoctorOptions& options) {
     if (isWrong && !isFixed) output.SetFailed();
     isWell = isWell && !isWrong;
     const std::string outcome = Outcome(finding, options, mended);
-    Json object = {{"finding", finding.kind},  {"severity", isWrong ? "wrong" : "note"},
-                   {"path", finding.path},     {"meaning", finding.meaning},
-                   {"advice", finding.advice}, {"can_fix", static_cast<bool>(finding.repair)},
+    Json object = {{"finding", finding.kind},
+                   {"severity", isWrong ? "wrong" : "note"},
+                   {"path", finding.path},
+                   {"who", finding.who},
+                   {"meaning", finding.meaning},
+                   {"advice", finding.advice},
+                   {"can_fix", static_cast<bool>(finding.repair)},
                    {"fixed", isFixed}};
     if (!mended.reason.empty()) object["refused"] = mended.reason;
     output.Row(object,
-               {std::string(finding.kind) + ": " + finding.path + "\n    " + finding.meaning +
-                "\n    -> " + outcome},
+               {std::string(finding.kind) + ": " + finding.path + "\n    " + "hits " + finding.who +
+                ": " + finding.meaning + "\n    -> " + outcome},
                isFixed   ? Colour::kGood
                : isWrong ? Colour::kBad
                          : Colour::kNone);
