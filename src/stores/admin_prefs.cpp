@@ -16,7 +16,8 @@ bool IsUpdateEnabledByAdmin(bool& enabled) {
   bool isDisabled = false;
   const OpenStatus status = ReadRegularFile(path, text, kMaximumAdminListSize);
   if (status != OpenStatus::kOpened && status != OpenStatus::kMissing) ReportFailure(path);
-  if (status != OpenStatus::kOpened || !FindBoolean(text, "Disable.Update", isDisabled)) {
+  if (status != OpenStatus::kOpened ||
+      FindBoolean(text, kDisableUpdate, isDisabled) != BooleanSearch::kFound) {
     return false;
   }
   enabled = !isDisabled;

@@ -9,6 +9,7 @@
 namespace kxl {
 
 std::string AdminPrefsPath();
+inline constexpr char kDisableUpdate[] = "Disable.Update";
 
 // libplist takes seconds for a list of a megabyte that somebody has made up for that.
 inline constexpr std::size_t kMaximumAdminListSize = 256UL * 1024;  // bytes

@@ -153,18 +153,19 @@ Plist Parse(const PlistLibrary& library, const std::string& text) {
 
 }  // namespace
 
-bool FindBoolean(const std::string& text, const char* key, bool& value) {
+BooleanSearch FindBoolean(const std::string& text, const char* key, bool& value) {
   const PlistLibrary* const library = PlistLibrary::Loaded();
-  if (library == nullptr) return false;
+  if (library == nullptr) return BooleanSearch::kNoLibrary;
   const Plist list = Parse(*library, text);
   // A null node is of no type.
-  if (library->typeOf(list.get()) != PLIST_DICT) return false;
+  if (library->typeOf(list.get()) != PLIST_DICT) return BooleanSearch::kDamaged;
   const plist_t node = library->item(list.get(), key);
-  if (library->typeOf(node) != PLIST_BOOLEAN) return false;
+  if (node == nullptr) return BooleanSearch::kNoKey;
+  if (library->typeOf(node) != PLIST_BOOLEAN) return BooleanSearch::kOtherType;
   std::uint8_t number = 0;
   library->booleanValue(node, &number);
   value = number != 0;
-  return true;
+  return BooleanSearch::kFound;
 }
 
 }  // namespace kxl

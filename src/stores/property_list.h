@@ -6,11 +6,18 @@
 
 namespace kxl {
 
-// The boolean of that key in the list's dictionary; text is the list's file. False, with value as
-// it was, when there is no such key, its value is of another kind, the list is damaged, nested or
-// referring beyond the limits that XML files have too (esd/xml_parser.h), or libplist is not
-// installed.
-bool FindBoolean(const std::string& text, const char* key, bool& value);
+enum class BooleanSearch {
+  kFound,
+  kOtherType,  // the key's value is no boolean
+  kNoKey,      // a dictionary without that key
+  kDamaged,    // no dictionary, or nested or referring beyond the limits that XML files have too
+               // (esd/xml_parser.h)
+  kNoLibrary,  // libplist is not installed
+};
+
+// Looks for the boolean of that key in the list's dictionary; text is the list's file. value is as
+// it was unless the answer is kFound.
+BooleanSearch FindBoolean(const std::string& text, const char* key, bool& value);
 
 }  // namespace kxl
 
