@@ -16,6 +16,11 @@ bool CopyFile(const std::string& source, const std::string& destination);
 // stays for the caller to remove. False when the folder is missing or the name is taken.
 bool MoveFileTo(const std::string& source, const std::string& destination);
 
+// Gives a file or folder another name, which must be free, on the same file system. False, with
+// errno, otherwise. Where the file system cannot tell in one step whether the name is free,
+// somebody else may take it in between, and is replaced.
+bool RenameToFreeName(const std::string& from, const std::string& to);
+
 // Moves a file or folder into a folder under its own name, which must be free there, and tells the
 // path it has now. Across file systems it copies the tree and deletes the source after that; a
 // failed copy leaves the source in place. 0 or an errno.

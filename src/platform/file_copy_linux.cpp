@@ -62,15 +62,6 @@ bool CopyToDescriptor(int source, int destination) {
          SyncData(destination);
 }
 
-bool RenameToFreeName(const std::string& from, const std::string& to) {
-  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
-  if (errno != EINVAL && errno != ENOSYS) return false;
-  // A file system without the flag; the callers hold the lock that guards these names.
-  struct stat info;
-  return lstat(to.c_str(), &info) != 0 && errno == ENOENT &&
-         std::rename(from.c_str(), to.c_str()) == 0;
-}
-
 bool FindFreeName(const std::string& prefix, std::string& name) {
   for (int number = 0; number <= 31; ++number) {
     name = prefix + "." + std::to_string(number);
@@ -99,6 +90,15 @@ bool ExchangeFoldersBySteps(const std::string& first, const std::string& second)
 }
 
 }  // namespace
+
+bool RenameToFreeName(const std::string& from, const std::string& to) {
+  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+  if (errno != EINVAL && errno != ENOSYS) return false;
+  // A file system without the flag; who holds the lock that guards these names is alone.
+  struct stat info;
+  return lstat(to.c_str(), &info) != 0 && errno == ENOENT &&
+         std::rename(from.c_str(), to.c_str()) == 0;
+}
 
 bool CopyFile(const std::string& source, const std::string& destination) {
   const OpenedFile from = OpenRegularFile(source, FileAccess::kRead, Links::kRefuse);

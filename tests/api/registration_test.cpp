@@ -86,15 +86,6 @@ TEST(Registration, AHeldLockCostsTimeAndNoEntry) {
   }
 }
 
-TEST(Registration, ADamagedListIsSetAsideAndBegunAnew) {
-  for (const char* damaged : {"<KeldaUpdaterRegistrationManager><Appl", "", "no xml"}) {
-    WriteFile(ListPath(), damaged);
-    EXPECT_EQ(CallsInHost({Unregister("a"), Register("a"), Register("a")}), (std::vector{4, 0, 5}));
-    EXPECT_EQ(CountInList("<Application "), 1U);
-    EXPECT_EQ(ReadFile(ListPath() + ".damaged"), damaged);
-  }
-}
-
 // The list's attributes are not escaped: one bad entry would take all the others with it.
 TEST(Registration, WhatWouldNotReadBackIsNotWritten) {
   WriteFile(ListPath(), TwentyApplications());

@@ -8,7 +8,6 @@
 
 #include <cstdio>
 
-#include "esd/resource_locker.h"
 #include "support/host.h"
 
 namespace {
@@ -230,20 +229,6 @@ TEST_F(MendedByRoot, GetNothingOfRootsThatTheyName) {
     ExpectSecretsKept(name.native() + " " + std::to_string(trap) + "\n" + text);
     if (fs::exists(list.native() + "_")) fs::remove(list.native() + "_");
   }
-}
-
-TEST_F(MendedByRoot, GetWhatIsTheirs) {
-  Begin();
-  WriteFile(data_ / "kxl.log", "x");
-  WriteFile(data_ / "suppress_all.dat", "b\t2999-02-30 00:00:00\r\n");
-  ASSERT_EQ(chown(data_.c_str(), 0, 0), 0);
-  WriteFile(folder_ / "KeldaESDGlobalApps.xml", "<KeldaUpdaterRegistrationManager/>");
-  fs::permissions(folder_ / "KeldaESDGlobalApps.xml", fs::perms(0600));
-  fs::create_symlink("/nowhere", esd::SemaphorePath(ListPath()));  // keeps all from the lock
-  const std::string text = Mend();
-  EXPECT_EQ(Count(text, "fixed: "), 7U) << text;
-  EXPECT_EQ(OutputOf("find " + InTestFolder("2000") + " ! -uid 2000"), "") << text;
-  EXPECT_EQ(Count(ReadFile(folder_ / "KeldaESDGlobalApps.xml"), "good"), 1U) << text;
 }
 
 // Between the doctor's look and his deed.

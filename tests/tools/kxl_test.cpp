@@ -3,7 +3,6 @@
 
 #include <csignal>
 #include <cstdio>
-#include <cstring>
 #include <fstream>
 
 #include "esd/resource_locker.h"
@@ -145,49 +144,6 @@ TEST(Tool, InspectionTellsAndChangesNothing) {
   EXPECT_EQ(Kxl("list --json"),
             (Result{1, "{\"error\":\"" + ListPath() + " is damaged; see kxl doctor\"}\n"}));
   EXPECT_EQ(ReadFile(ListPath()), "<damaged");
-}
-
-// From a data folder that nobody can work with to one where everything works.
-TEST(Tool, DoctorMendsWhatIsBroken) {
-  WriteScript(UpdaterExecutable(), "exit 0\n");
-  const std::string good =
-      "<Application "
-      "appID=\"a\">\n<DisplayName>A</DisplayName>\n<InstallPath>/</InstallPath>\n</Application>\n";
-  const std::string list = "<KeldaUpdaterRegistrationManager>" + good +
-                           "<Application appID=\"b\"><Displ\xFF" +
-                           "ayName>B</DisplayName></Application>" +
-                           "<Application "
-                           "appID=\"c\">\n<DisplayName>C</DisplayName>\n<InstallPath>/</"
-                           "InstallPath>\n</Application>\n<App";
-  WriteFile(ListPath(), list);
-  WriteFile(ComponentsPath() + "_", "<KeldaUpdaterMissingCompsManager><Keld");
-  WriteFile(SuppressPath(), "a\t2999-01-01 00:00:00\r\nb\t2999-02-30 00:00:00\r\n");
-  WriteSettings("<AutoCheck>1</AutoCheck><");
-  WriteFile(esd::SemaphorePath(ListPath()), "");  // of a process that was killed
-  fs::permissions(ListPath(), fs::perms::owner_read);
-
-  const Result before = Kxl("doctor");
-  EXPECT_EQ(before.status, 1);
-  for (const std::string& finding :
-       {"stale-lock: " + ListPath(), "wrong-mode: " + ListPath(), "damaged: " + ListPath(),
-        "left-journal: " + ComponentsPath() + "_", "damaged: " + PrefsPath(),
-        "damaged: " + SuppressPath()}) {
-    EXPECT_TRUE(Has(before, finding + "\n")) << before.text;
-  }
-  const std::string dryRun = Kxl("doctor --dry-run").text;
-  EXPECT_EQ(dryRun.size(), before.text.size() + Count(dryRun, "-> would ") * strlen("would "));
-  EXPECT_EQ(ReadFile(ListPath()), list);
-
-  const Result fixed = Kxl("doctor --fix --restore");
-  EXPECT_EQ(fixed.status, 0) << fixed.text;
-  EXPECT_TRUE(Has(fixed, "2 of 2 readable entries put back")) << fixed.text;
-  EXPECT_EQ(ReadFile(ListPath() + ".damaged"), list) << "the rest is kept";
-  EXPECT_EQ(ReadFile(SuppressPath()), "a\t2999-01-01 00:00:00\r\n");
-  const Result after = Kxl("doctor --json");
-  EXPECT_EQ(after.status, 0) << after.text;
-  EXPECT_FALSE(Has(after, "\"wrong\"")) << after.text;
-  EXPECT_EQ(Kxl("list").text, "a  A  /\nc  C  /\n");
-  EXPECT_EQ(Kxl("register d D /").status, 0);
 }
 
 int HoldAList(const Link& parent, const Arguments& arguments) {

@@ -13,6 +13,7 @@
 #include <system_error>
 
 #include "esd/resource_locker.h"
+#include "kxl/examinations.h"
 #include "kxl/places.h"
 #include "stores/lock_files.h"
 
@@ -63,7 +64,7 @@ std::vector<Holder> FindHolders(const struct stat& semaphore) {
 }  // namespace
 
 Lock LookAtLock(const std::string& name) {
-  Lock lock = {name, esd::SemaphorePath(ResourceName(name)), LockState::kFree, {}};
+  Lock lock = {name, esd::SemaphorePath(ResourceName(name)), LockState::kFree, {}, 0, 0};
   struct stat semaphore;
   struct stat now;
   // Anybody can lay a link there, which nobody takes for a semaphore but which is in the way of
@@ -74,6 +75,8 @@ Lock LookAtLock(const std::string& name) {
     lock.holders = FindHolders(semaphore);
     if (lstat(lock.semaphore.c_str(), &now) != 0) now.st_ino = 0;
   } while (now.st_ino != semaphore.st_ino);
+  lock.since = semaphore.st_mtime;
+  lock.owner = semaphore.st_uid;
   if (!lock.holders.empty()) {
     lock.state = LockState::kHeld;
   } else if (geteuid() == 0 || semaphore.st_uid == geteuid()) {
@@ -99,6 +102,33 @@ std::vector<Lock> AllLocks() {
   }
   for (const std::string& id : requests) locks.push_back(LookAtLock(std::string(kRequest) + id));
   return locks;
+}
+
+void ExamineLocks(Findings& findings) {
+  constexpr std::time_t kLong = 60;  // seconds; a file's lock is held for milliseconds
+  for (const Lock& lock : AllLocks()) {
+    const std::string name = lock.name;
+    const bool isOfFile = !name.starts_with(kRequest);
+    const bool isOld = std::time(nullptr) - lock.since > kLong;
+    if (lock.state == LockState::kStale) {
+      findings.push_back({Severity::kWrong, "stale-lock", name, kEverybody,
+                          "its holder was killed, and everybody else waits for it in vain",
+                          "remove the lock", [name] {
+                            // Somebody may have mended it and taken it since.
+                            return LookAtLock(name).state != LockState::kStale || BreakLock(name);
+                          }});
+    } else if (lock.state == LockState::kUnknown && isOfFile && isOld) {
+      findings.push_back({Severity::kWrong,
+                          "foreign-lock",
+                          name,
+                          kEverybody,
+                          "another user's process has held it for more than a minute; if it was "
+                          "killed, everybody waits in vain",
+                          "root, or the user of number " + std::to_string(lock.owner) +
+                              ", can tell and remove it: kxl doctor --fix",
+                          {}});
+    }
+  }
 }
 
 bool BreakLock(const std::string& name) {

@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <ctime>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,8 @@ struct Lock {
   std::string semaphore;  // the file that exists while the lock is held
   LockState state;
   std::vector<Holder> holders;
+  std::time_t since;  // when it was taken; 0 for a free one
+  uid_t owner;        // whoever took it
 };
 
 // The lock of that name. A holder is a process that has the semaphore mapped.

@@ -1,36 +1,107 @@
 #include "kxl/mending.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
+#include <string_view>
 
 #include "kxl/doctor.h"
 #include "kxl/locks.h"
 #include "kxl/restoring.h"
+#include "platform/path.h"
 
 namespace tool {
 
 namespace {
 
-std::string Outcome(const Finding& finding, const DoctorOptions& options, const Mended& mended) {
-  if (mended.isDone) return "fixed: " + finding.advice;
-  if (options.fix && finding.repair) {
-    const std::string why = mended.reason.empty() ? mended.reason : ": " + mended.reason;
-    return "could not " + finding.advice + why;
+struct Treated {
+  Finding finding;
+  Mended mended = false;
+  bool isThere = true;  // at the last look
+
+  bool IsFixed() const { return !isThere; }
+};
+
+// Takes the findings of another look in. Whether it was different from the one before.
+bool LookAgain(std::vector<Treated>& all) {
+  std::vector<Finding> found = Examine();
+  bool hasChanged = false;
+  for (Treated& treated : all) {
+    const auto same = std::find_if(found.begin(), found.end(), [&](const Finding& finding) {
+      return finding.path == treated.finding.path &&
+             std::string_view(finding.kind) == treated.finding.kind &&
+             finding.advice == treated.finding.advice;
+    });
+    const bool isThere = same != found.end();
+    hasChanged = hasChanged || isThere != treated.isThere;
+    treated.isThere = isThere;
+    if (!isThere) continue;
+    treated.finding = std::move(*same);
+    found.erase(same);
   }
-  if (options.dryRun && finding.repair) return "would " + finding.advice;
-  return finding.advice;
+  for (Finding& finding : found) all.push_back({std::move(finding)});
+  return hasChanged || !found.empty();
+}
+
+void Mend(Treated& treated) {
+  errno = 0;
+  treated.mended = treated.finding.repair();
+  if (!treated.mended.isDone && treated.mended.reason.empty() && errno != 0) {
+    treated.mended.reason = std::strerror(errno);
+  }
+}
+
+// Why something that was mended is there all the same.
+std::string WhyStillThere(const std::string& path) {
+  const std::string folder = kxl::ParentPath(path);
+  const bool isRefused = faccessat(AT_FDCWD, folder.c_str(), W_OK, AT_EACCESS) != 0;
+  return isRefused ? std::strerror(errno) : "it is found again";
+}
+
+// One mending may be what another one waits for, or bring something else to light.
+std::vector<Treated> MendAll() {
+  constexpr int kMostRounds = 10;
+  std::vector<Treated> all;
+  for (int round = 0; LookAgain(all) && round < kMostRounds; ++round) {
+    for (Treated& treated : all) {
+      if (treated.isThere && treated.finding.repair) Mend(treated);
+    }
+  }
+  for (Treated& treated : all) {
+    if (!treated.isThere || !treated.finding.repair || !treated.mended.reason.empty()) continue;
+    treated.mended.reason = WhyStillThere(treated.finding.path);
+  }
+  return all;
+}
+
+std::string Outcome(const Treated& treated, const DoctorOptions& options) {
+  const std::string& advice = treated.finding.advice;
+  if (treated.IsFixed()) return "fixed: " + advice;
+  if (!treated.finding.repair) return advice;
+  if (options.fix) return "could not " + advice + ": " + treated.mended.reason;
+  return options.dryRun ? "would " + advice : advice;
 }
 
 }  // namespace
 
 void RunDoctor(Output& output, const DoctorOptions& options) {
+  std::vector<Treated> all;
+  if (options.fix) {
+    all = MendAll();
+  } else {
+    LookAgain(all);
+  }
   bool isWell = true;
-  for (const Finding& finding : Examine()) {
-    const Mended mended = options.fix && finding.repair ? finding.repair() : false;
-    const bool isFixed = mended.isDone;
+  for (const Treated& treated : all) {
+    const Finding& finding = treated.finding;
+    const bool isFixed = treated.IsFixed();
     const bool isWrong = finding.severity == Severity::kWrong;
     if (isWrong && !isFixed) output.SetFailed();
     isWell = isWell && !isWrong;
-    const std::string outcome = Outcome(finding, options, mended);
     Json object = {{"finding", finding.kind},
                    {"severity", isWrong ? "wrong" : "note"},
                    {"path", finding.path},
@@ -39,10 +110,10 @@ void RunDoctor(Output& output, const DoctorOptions& options) {
                    {"advice", finding.advice},
                    {"can_fix", static_cast<bool>(finding.repair)},
                    {"fixed", isFixed}};
-    if (!mended.reason.empty()) object["refused"] = mended.reason;
+    if (!isFixed && !treated.mended.reason.empty()) object["reason"] = treated.mended.reason;
     output.Row(object,
-               {std::string(finding.kind) + ": " + finding.path + "\n    " + "hits " + finding.who +
-                ": " + finding.meaning + "\n    -> " + outcome},
+               {std::string(finding.kind) + ": " + finding.path + "\n    hits " + finding.who +
+                ": " + finding.meaning + "\n    -> " + Outcome(treated, options)},
                isFixed   ? Colour::kGood
                : isWrong ? Colour::kBad
                          : Colour::kNone);

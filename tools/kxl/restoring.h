@@ -6,8 +6,9 @@
 
 namespace tool {
 
-// Reads <list>.damaged entry by entry, past the damage, and adds to the list what it does not hold
-// by now. The file that was set aside stays.
+// Reads what was set aside for each list, the newest first, entry by entry and past the damage, and
+// adds to the list what it does not hold by now. A file all of whose entries the list holds then is
+// removed, any other one stays.
 void RestoreSetAside(Output& output);
 
 }  // namespace tool

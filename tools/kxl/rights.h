@@ -38,10 +38,30 @@ using Repair = std::function<Mended()>;
 
 bool IsRoot();
 
+// Whether the machine has other users: one below a KXL_ROOT that only its owner may enter, or that
+// is not root's, has none.
+bool IsSharedMachine();
+
+// Whether the test succeeds for others: root makes it with the rights of nobody in particular, as
+// a member of the group alone if there is one. Anybody else, and root on a machine of his own,
+// makes it for himself.
+bool SucceedsForOthers(std::optional<gid_t> group, const std::function<bool()>& test);
+
 // Runs the repair of what lies in the folder. Root runs it as the first user on the folder's path
 // who can change where that leads, and with his own rights where nobody else can; refused where
 // that is open to more than one.
 Mended RepairIn(const std::string& folder, const Repair& repair);
+
+// What an object is to have. An owner or group of kAsItIs stays.
+struct Rights {
+  uid_t owner;
+  gid_t group;
+  mode_t mode;
+  static constexpr uid_t kAsItIs = static_cast<uid_t>(-1);
+};
+
+// The same for an ordinary caller, of what is his; no link is followed.
+Mended SetRights(const std::string& path, const Rights& rights);
 
 // A file or folder as it was when root examined it. It is kept open, so that nothing that takes its
 // name later is mistaken for it.
@@ -61,13 +81,16 @@ class ExaminedObject {
   // when it may be shown.
   Mended GiveToOwnerOf(const std::string& folder) const;
 
-  // Adds the bits; those for others than the owner to a file that may be shown, or whose content is
-  // known.
+  // Gives it the rights; more of them to others than the owner only for a file that may be shown,
+  // or whose content is known, and another owner only where nobody but root can have put it.
   enum class Content { kUnknown, kOurs };
-  Mended AddMode(mode_t bits, Content content) const;
+  Mended SetRights(const Rights& rights, Content content) const;
 
   // The content of a regular file.
   bool Read(std::string& text) const;
+
+  // Ours when it is a document with that root, which everybody may see, whoever has put it there.
+  Content ContentBy(std::string_view root) const;
 
  private:
   kxl::FileDescriptor Reopen() const;
@@ -81,8 +104,8 @@ class ExaminedObject {
 };
 
 // Why root must not write the list anew from what stands at its path, or at its companion's; empty
-// for none. What is read there becomes the list, which others read.
-std::string WhyNotToTakeOver(const std::string& list);
+// for none. What is read there becomes the list, which others read. root is a list's.
+std::string WhyNotToTakeOver(const std::string& list, std::string_view root);
 
 }  // namespace tool
 

@@ -5,12 +5,15 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <filesystem>
 #include <vector>
 
+#include "esd/xml_parser.h"
 #include "kxl/rights.h"
+#include "platform/base_folders.h"
 #include "platform/file_system.h"
 #include "platform/path.h"
 
@@ -21,6 +24,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr uid_t kRoot = 0;
+constexpr char kHardLinks[] = "it has other names elsewhere (hard links)";
 
 // Whether others than its owner make names there. The group 0 is root's.
 bool IsOpenToOthers(const struct stat& folder) {
@@ -125,11 +129,11 @@ void Way::FollowLink(int link) {
 // Another user's rights in place of root's, for a scope.
 class RightsOf {
  public:
-  RightsOf(uid_t user, gid_t group) : ownGroup_(getegid()) {
+  // Without an account, those of the group alone.
+  RightsOf(uid_t user, gid_t group, const passwd* account) : ownGroup_(getegid()) {
     const int count = getgroups(0, nullptr);
     ownGroups_.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
     if (count < 0 || getgroups(count, ownGroups_.data()) < 0) return;
-    const passwd* account = getpwuid(user);
     const bool hasGroups = account == nullptr ? setgroups(1, &group) == 0
                                               : initgroups(account->pw_name, account->pw_gid) == 0;
     hasChanged_ = true;
@@ -163,9 +167,35 @@ Mended RepairIn(const std::string& folder, const Repair& repair) {
   const Way way(folder);
   if (!way.User()) return Mended::Refused(way.Reason());
   if (*way.User() == kRoot) return repair();
-  const RightsOf rights(*way.User(), way.Group());
+  const RightsOf rights(*way.User(), way.Group(), getpwuid(*way.User()));
   if (rights.AreHeld()) return repair();
   return Mended::Refused("it is a user's, and root cannot act as him");
+}
+
+bool IsSharedMachine() {
+  struct stat root;
+  return stat(kxl::MachinePath("").c_str(), &root) == 0 && root.st_uid == kRoot &&
+         (root.st_mode & S_IXOTH) != 0;
+}
+
+bool SucceedsForOthers(std::optional<gid_t> group, const std::function<bool()>& test) {
+  constexpr uid_t kNobody = 65534;
+  if (!IsRoot() || !IsSharedMachine()) return test();
+  const RightsOf rights(kNobody, group.value_or(kNobody), nullptr);
+  return !rights.AreHeld() || test();  // where root cannot try, nothing is known
+}
+
+Mended SetRights(const std::string& path, const Rights& rights) {
+  struct stat info;
+  if (lstat(path.c_str(), &info) != 0) return false;
+  if (!S_ISDIR(info.st_mode) && info.st_nlink > 1) return Mended::Refused(kHardLinks);
+  const bool isOwned =
+      fchownat(AT_FDCWD, path.c_str(), rights.owner, rights.group, AT_SYMLINK_NOFOLLOW) == 0;
+  const int why = errno;
+  // As much as there is: a list that others may write at last is better than none.
+  if (fchmodat(AT_FDCWD, path.c_str(), rights.mode, AT_SYMLINK_NOFOLLOW) != 0) return false;
+  errno = why;
+  return isOwned;
 }
 
 ExaminedObject::ExaminedObject(const std::string& path)
@@ -195,16 +225,19 @@ std::string ExaminedObject::WhyNot() const {
   if (S_ISDIR(info.st_mode)) return {};
   if (S_ISLNK(info.st_mode)) return "it is a link";
   if (S_ISBLK(info.st_mode) || S_ISCHR(info.st_mode)) return "it is a device";
-  return info.st_nlink == 1 ? std::string() : "it has other names elsewhere (hard links)";
+  return info.st_nlink == 1 ? std::string() : kHardLinks;
 }
 
-std::string WhyNotToTakeOver(const std::string& list) {
+std::string WhyNotToTakeOver(const std::string& list, std::string_view root) {
   if (!IsRoot()) return {};
   for (const std::string& path : {list, list + "_"}) {
     if (!kxl::PathExists(path) && !kxl::IsLink(path)) continue;
     const ExaminedObject object(path);
     if (!object.WhyNot().empty()) return path + ": " + object.WhyNot();
-    if (path != list && !object.MayBeShown()) return path + ": others could not read it";
+    if (path != list && !object.MayBeShown() &&
+        object.ContentBy(root) != ExaminedObject::Content::kOurs) {
+      return path + ": others could not read it";
+    }
   }
   return {};
 }
@@ -239,18 +272,24 @@ Mended ExaminedObject::GiveToOwnerOf(const std::string& folder) const {
   return fchownat(object_.get(), "", his.st_uid, his.st_gid, AT_EMPTY_PATH) == 0;
 }
 
-Mended ExaminedObject::AddMode(mode_t bits, Content content) const {
+Mended ExaminedObject::SetRights(const Rights& rights, Content content) const {
   std::string why = WhyNot();
   if (!why.empty()) return Mended::Refused(why);
   struct stat info;
   if (fstat(object_.get(), &info) != 0) return false;
-  const bool isForOthers = (bits & (S_IRWXG | S_IRWXO)) != 0;
+  const bool isGiven = (rights.owner != Rights::kAsItIs && rights.owner != info.st_uid) ||
+                       (rights.group != Rights::kAsItIs && rights.group != info.st_gid);
+  if (isGiven && user_ != kRoot) {
+    return Mended::Refused("others than root can change where its path leads");
+  }
+  const bool isForOthers = isGiven || (rights.mode & ~info.st_mode & (S_IRWXG | S_IRWXO)) != 0;
   if (S_ISREG(info.st_mode) && isForOthers && !mayBeShown_ && content == Content::kUnknown) {
     return Mended::Refused("others may have moved it here, and could not read it");
   }
   const kxl::FileDescriptor object = Reopen();
   if (!object.valid()) return Mended::Refused("something else has taken its name");
-  return kxl::AddModeBits(object.get(), bits);
+  return fchown(object.get(), rights.owner, rights.group) == 0 &&
+         kxl::SetMode(object.get(), rights.mode);
 }
 
 bool ExaminedObject::Read(std::string& text) const {
@@ -258,6 +297,14 @@ bool ExaminedObject::Read(std::string& text) const {
   if (!WhyNot().empty() || fstat(object_.get(), &info) != 0 || !S_ISREG(info.st_mode)) return false;
   const kxl::FileDescriptor file = Reopen();
   return file.valid() && kxl::ReadToEnd(file.get(), static_cast<std::uint64_t>(info.st_size), text);
+}
+
+ExaminedObject::Content ExaminedObject::ContentBy(std::string_view root) const {
+  std::string text;
+  esd::ExpatDOMBuilder builder;
+  if (root.empty() || !Read(text) || !builder.Init()) return Content::kUnknown;
+  const bool isOurs = builder.ParseText(text) && esd::FindChild(builder.Document(), root);
+  return isOurs ? Content::kOurs : Content::kUnknown;
 }
 
 }  // namespace tool
