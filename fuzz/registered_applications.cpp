@@ -41,7 +41,7 @@ void CheckRegistering(const KeldaUpdaterRegisteredApp& app, const std::string& a
   const bool loads = list.GetRegisteredApps(before);
   const std::string contents = fuzz::Contents(ListPath());
   const kxl::RegisterResult result = list.Register(app);
-  if (result == kxl::RegisterResult::kFailed || result == kxl::RegisterResult::kUnchanged) {
+  if (result != kxl::RegisterResult::kAdded && result != kxl::RegisterResult::kReplaced) {
     fuzz::Check(fuzz::Contents(ListPath()) == contents, "what changes nothing leaves the file");
     return;
   }
@@ -95,8 +95,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   CheckRegistering(app, appId);
   CheckRecovery(contents, app);
   const bool wasListed = list.GetRegisteredApps(apps) && Lists(apps, appId);
-  if (list.Unregister(appId) == kxl::UnregisterResult::kRemoved) {
+  const kxl::UnregisterResult result = list.Unregister(appId);
+  const bool isLast = result == kxl::UnregisterResult::kRemovedLast;
+  if (isLast || result == kxl::UnregisterResult::kRemoved) {
     fuzz::Check(list.GetRegisteredApps(apps) && !Lists(apps, appId), "none of that name is left");
+    fuzz::Check(isLast == apps.empty(), "the last one is told from the others");
     fuzz::Check(wasListed, "only what was listed is taken off");
   }
   return 0;
