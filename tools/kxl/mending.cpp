@@ -12,6 +12,7 @@
 #include "kxl/doctor.h"
 #include "kxl/locks.h"
 #include "kxl/restoring.h"
+#include "kxl/screen_text.h"
 #include "platform/path.h"
 
 namespace tool {
@@ -111,12 +112,14 @@ void RunDoctor(Output& output, const DoctorOptions& options) {
                    {"can_fix", static_cast<bool>(finding.repair)},
                    {"fixed", isFixed}};
     if (!isFixed && !treated.mended.reason.empty()) object["reason"] = treated.mended.reason;
-    output.Row(object,
-               {std::string(finding.kind) + ": " + finding.path + "\n    hits " + finding.who +
-                ": " + finding.meaning + "\n    -> " + Outcome(treated, options)},
-               isFixed   ? Colour::kGood
-               : isWrong ? Colour::kBad
-                         : Colour::kNone);
+    const auto inOneLine = [](const std::string& text) { return Visible(text, LineEnds::kEscape); };
+    output.Row(
+        object,
+        {std::string(finding.kind) + ": " + inOneLine(finding.path) + "\n    hits " + finding.who +
+         ": " + inOneLine(finding.meaning) + "\n    -> " + inOneLine(Outcome(treated, options))},
+        isFixed   ? Colour::kGood
+        : isWrong ? Colour::kBad
+                  : Colour::kNone);
   }
   if (isWell) output.Row({{"finding", nullptr}}, {"nothing is wrong"}, Colour::kGood);
   if (options.fix && options.restore) RestoreSetAside(output);
