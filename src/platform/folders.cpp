@@ -119,9 +119,9 @@ bool LockFilePath(const std::string& name, std::string& out) {
   return true;
 }
 
-bool GetUpdaterBundlePath(std::string& out) {
+bool GetUpdaterBundlePath(std::string& out, IfMissing ifMissing) {
   std::string path;
-  if (!FindFolder(kLocalUtilities, path, IfMissing::kFail)) return false;
+  if (!FindFolder(kLocalUtilities, path, ifMissing)) return false;
   out = JoinPath(JoinPath(JoinPath(path, "Kelda Utilities.localized"), "Kelda Updater6"),
                  "Kelda Updater.app");
   return true;

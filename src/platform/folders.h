@@ -53,8 +53,9 @@ bool GetLockFolder(std::string& out);
 // in a file name (".", "..", or with a '/').
 bool LockFilePath(const std::string& name, std::string& out);
 
-// The updater's bundle, a folder; it need not exist. False when the folder of utilities is missing.
-bool GetUpdaterBundlePath(std::string& out);
+// The updater's bundle, a folder; it need not exist. False when the folder of utilities is missing,
+// unless that is to be ignored.
+bool GetUpdaterBundlePath(std::string& out, IfMissing ifMissing = IfMissing::kFail);
 
 // The executable inside a bundle.
 std::string ExecutableInBundle(const std::string& bundle);

@@ -94,7 +94,7 @@ std::string ReadProblem(esd::ReadStatus status) {
 
 void ShowStatus(Output& output) {
   std::string bundle;
-  kxl::GetUpdaterBundlePath(bundle);
+  kxl::GetUpdaterBundlePath(bundle, kxl::IfMissing::kIgnore);
   const std::pair<const char*, std::string> places[] = {
       {"shared folder", SharedFolder()},
       {"registered applications", ApplicationsPath()},
