@@ -66,10 +66,11 @@ TEST(Refusals, OfUsersAndByTheAdministrator) {
                                    {"UnRegisterApplication", "a"},
                                    {"IsUpdateAvailable", "a", "A", "/a", "refresh"}};
   EXPECT_EQ(CallsInHost(calls), (std::vector{1, 3, 3, 3, 3, 3, 3, 3, 0, 0, 2}));
-  fs::remove_all(InTestFolder("var"));
+  const std::string list = ApplicationList(ApplicationEntry("a", "B", "/a"));
+  WriteFile(ListPath(), list);
   EXPECT_EQ(CallsInHost(calls, WithFreeIdentity("admin:x:5000:kelly\nguest:x:2000:\n"), "guest"),
             (std::vector{0, 7, 7, 7, 7, 7, 3, 3, 4, 4, 6}));
-  EXPECT_FALSE(fs::exists(ListPath()));
+  EXPECT_EQ(ReadFile(ListPath()), list);
   WriteFile(AdminListPath(),
             "<plist version=\"1.0\"><dict><key>Disable.Update</key><true/></dict></plist>");
   EXPECT_EQ(CallsInHost(calls), (std::vector{0, 7, 7, 7, 7, 7, 3, 7, 0, 0, 7}));

@@ -82,10 +82,13 @@ TEST_F(JournaledXMLFileTest, ACompleteJournalWinsAndATornOneGoes) {
 
 TEST_F(JournaledXMLFileTest, AJournalThatIsNoFileIsNotFollowed) {
   WriteFile(path_, FileText("main"));
-  WriteFile(InTestFolder("precious"), "kept");
+  WriteFile(InTestFolder("precious"), FileText("kept"));
   fs::create_symlink(InTestFolder("precious"), journal_);
+  EXPECT_EQ(file_.Read(), "main");
+  fs::create_symlink(InTestFolder("precious"), journal_);
+  EXPECT_FALSE(file_.Save());
   EXPECT_TRUE(file_.Write("new"));
-  EXPECT_EQ(ReadFile(InTestFolder("precious")), "kept");
+  EXPECT_EQ(ReadFile(InTestFolder("precious")), FileText("kept"));
   // A folder there is no state of the file, and stands in the way of a save only.
   fs::create_directory(journal_);
   EXPECT_EQ(file_.Read(), "new");
@@ -102,12 +105,13 @@ TEST_F(JournaledXMLFileTest, AJournalThatIsNoFileIsNotFollowed) {
 }
 
 TEST_F(JournaledXMLFileTest, AHeldLockFailsEveryOperation) {
-  ASSERT_TRUE(file_.Write("text"));
+  WriteFile(path_, "damaged");
+  EXPECT_FALSE(file_.Load());
   TextFile holder(path_);
   const kxl::FileLock lock(holder);
   EXPECT_FALSE(file_.Load() || file_.Save() || file_.Remove() || file_.Recover());
-  EXPECT_EQ(ReadFile(path_), FileText("text"));
-  EXPECT_TRUE(holder.Write("inside")) << "operations inside the holder's scope";
+  EXPECT_EQ(ReadFile(path_), "damaged");
+  EXPECT_TRUE(holder.Recover() && holder.Write("inside")) << "inside the holder's scope";
   EXPECT_TRUE(holder.IsLocked());
   EXPECT_FALSE(TextFile("").Lock());
 }

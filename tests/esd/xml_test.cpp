@@ -44,11 +44,13 @@ TEST(Xml, ReadsAndWrites) {
   EXPECT_EQ(Print(*node), "<a key=\"<&\"\"></a>") << "attributes are written as they are";
 }
 
-std::string Nested(int depth) {
-  std::string text;
-  for (int i = 0; i < 2 * depth; ++i) text += i < depth ? "<a>" : "</a>";
-  return text;
+std::string Repeat(int count, const char* text) {
+  std::string all;
+  while (count-- > 0) all += text;
+  return all;
 }
+
+std::string Nested(int depth) { return Repeat(depth, "<a>") + Repeat(depth, "</a>"); }
 
 TEST(Xml, RefusesWhatIsNotWellFormedOrOutOfBounds) {
   // Of no use to us, and a chain of entities takes the stack, an ATTLIST the time.
@@ -63,14 +65,16 @@ TEST(Xml, RefusesWhatIsNotWellFormedOrOutOfBounds) {
   EXPECT_EQ(ReadAndPrint("<!DOCTYPE a SYSTEM \"/nowhere\"><a/>"),
             kDeclaration + std::string("<a></a>\n"));
   // Nodes and texts must not cost more than their size, whatever comes in which order.
-  std::string shapes[] = {"<a>", "<a b='", "<a", "<a>"};
-  while (shapes[0].size() < 3000000) shapes[0] += "<a/>";
-  shapes[1] += std::string(8000000, 'x') + "'>";
+  std::string shapes[] = {"<a>" + Repeat(750000, "<a/>"), "<a b='" + Repeat(8000000, "x") + "'>",
+                          "<a", "<a>" + Repeat(2000000, "&lt;")};
   for (int i = 0; i < 90000; ++i) shapes[2] += " a" + std::to_string(900000 - i) + "=''";
-  while (shapes[3].size() < 8000000) shapes[3] += "&lt;";
   shapes[2] += ">";
   for (const std::string& shape : shapes) {
     EXPECT_TRUE(ReadAndPrint(shape + "</a>").starts_with(kDeclaration)) << shape.substr(0, 9);
+  }
+  for (const std::string& content :
+       {Repeat(1000000, "<b/>"), Repeat(500000, "<b c=''/>"), Repeat(16 * 1024 * 1024, "x")}) {
+    EXPECT_EQ(ReadAndPrint("<a>" + content + "</a>"), "damaged") << content.substr(0, 9);
   }
   std::string names = "<a>";
   for (int i = 0; i < 100000; ++i) names += "<a" + std::to_string(i) + "/>";
@@ -98,6 +102,11 @@ TEST(Xml, WritesNoMoreThanIsRead) {
   EXPECT_TRUE(esd::ReadsBack(*deep));
   esd::FindOrCreateChild(node, "a");
   EXPECT_FALSE(esd::ReadsBack(*deep)) << "too deep";
+  for (const auto& [size, character] :
+       {std::pair(kxl::kMaximumFileSize, 'x'), {esd::kMaximumTextPieces + 1, '\n'}}) {
+    child->SetText(std::string(size, character));
+    EXPECT_FALSE(esd::ReadsBack(*child)) << size;
+  }
 }
 
 TEST(Xml, TellsMissingEmptyLargeAndUnreadableFilesApart) {

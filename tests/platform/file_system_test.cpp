@@ -75,6 +75,7 @@ TEST(FileSystem, RemovalStaysInsideItsPlace) {
   WriteFile(InTestFolder("folder/file"), "");
   EXPECT_FALSE(kxl::DeleteFolder(InTestFolder("folder/file"), kxl::Contents::kDelete));
   EXPECT_FALSE(kxl::DeleteFolder(InTestFolder("folder"), kxl::Contents::kKeep));
+  EXPECT_NE(kxl::DeleteFolderContents(InTestFolder("link")), 0);
   EXPECT_TRUE(fs::exists(InTestFolder("folder/file")));
   for (const char* name : {"folder", "link", "dangling", "missing"}) {
     EXPECT_TRUE(kxl::RemoveFileSystemObject(InTestFolder(name))) << name;

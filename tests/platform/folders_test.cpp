@@ -52,14 +52,19 @@ TEST(Folders, FollowTheEnvironment) {
 // Anybody may have made /tmp/kxl-<uid> before; only a private folder of one's own is used.
 TEST(Folders, RefuseATemporaryFolderThatOthersMayWrite) {
   const std::string path = InTestFolder("tmp/kxl-" + std::to_string(geteuid()));
-  std::string found;
+  const auto isUsed = [](std::string found = "") {
+    return kxl::FindFolder(kxl::kLocalTemporaryItems, found, kxl::IfMissing::kCreate);
+  };
   fs::create_directories(path);
   chmod(path.c_str(), 0770);
-  EXPECT_FALSE(kxl::FindFolder(kxl::kLocalTemporaryItems, found, kxl::IfMissing::kCreate));
+  EXPECT_FALSE(isUsed());
   chmod(path.c_str(), 0700);
+  const bool isAnothers = chown(path.c_str(), 2000, 2000) == 0;
+  EXPECT_NE(isUsed(), isAnothers);
+  EXPECT_EQ(chown(path.c_str(), geteuid(), getegid()), 0);
   fs::rename(path, InTestFolder("elsewhere"));
   fs::create_directory_symlink(InTestFolder("elsewhere"), path);
-  EXPECT_FALSE(kxl::FindFolder(kxl::kLocalTemporaryItems, found, kxl::IfMissing::kCreate));
+  EXPECT_FALSE(isUsed());
 }
 
 TEST(Folders, NewLevelsTakeTheirParentsModeOrTheSharedOne) {
@@ -122,6 +127,7 @@ TEST(Folders, ASetUserIdProgramDoesNotAskTheEnvironment) {
   ASSERT_EQ(chown(program.c_str(), 65534, 65534), 0);
   chmod(program.c_str(), 06755);
   fs::create_directories(InTestFolder("home/.local/share"));
+  chmod(TestFolder().c_str(), 0755);
   ChildProcess child(FindInASetUserIdProgram, {program});
   const std::string found = child.ReadAll();
   const int status = child.Exit();

@@ -24,9 +24,12 @@ using namespace kxl_test;
 int OpenUpdater(const Link& /*parent*/, const Arguments& arguments) {
   if (arguments[0] == "an old kernel") FailSystemCall(SYS_close_range, ENOSYS);
   if (arguments[0] == "an emulator") FailSystemCall(SYS_clone, EINVAL, 0);
-  const int inherited = open("/dev/null", O_RDONLY);  // without close-on-exec
-  if (inherited < 3 || inherited > 9) return 2;
-  signal(SIGCHLD, SIG_IGN);
+  const int inherited = open("/", O_RDONLY);  // without close-on-exec
+  if (inherited < 3 || inherited > 9 || dup2(inherited, STDIN_FILENO) != 0) return 2;
+  for (const int number : {SIGCHLD, SIGUSR1}) signal(number, SIG_IGN);
+  sigset_t all;
+  sigfillset(&all);
+  sigprocmask(SIG_BLOCK, &all, nullptr);
   if (!kxl::OpenUpdaterApplication({{"KX_LAUNCH_MODE", "4"},
                                     {"KX_LAUNCH_MODE", "5"},
                                     {"PARENT_SESSION", std::to_string(getsid(0))}})) {
@@ -43,12 +46,14 @@ TEST(Launcher, StartsTheBundleDetached) {
   WriteScript(UpdaterExecutable(),
               "exec >\"$KXL_ROOT/fifo\"\n"
               "echo \"$KX_LAUNCH_MODE:$(readlink /proc/self/fd/0)\"\n"
+              "while read -r name set; do\n"
+              "case $name in Sig[BI]*) echo $((0x$set)); esac; done </proc/$$/status\n"
               "(ls -v /proc/$$/fd >\"$KXL_ROOT/open\"); tr '\\n' ' ' <\"$KXL_ROOT/open\"\n"
               "[ \"$(cut -d' ' -f6 /proc/$$/stat)\" = \"$PARENT_SESSION\" ] || echo own\n");
   for (const char* system : {"this one", "an old kernel", "an emulator"}) {
     ChildProcess host(OpenUpdater, {system});
     // Reading waits for all that the script says. The shell has its script open too, as 10.
-    EXPECT_EQ(ReadFile(fifo), "5:/dev/null\n0 1 2 10 own\n") << system;
+    EXPECT_EQ(ReadFile(fifo), "5:/dev/null\n0\n0\n0 1 2 10 own\n") << system;
     EXPECT_EQ(host.Exit(), 0) << system;
   }
 }
@@ -104,9 +109,9 @@ TEST(Launcher, RunsTheExecutableWithVariablesForTheCall) {
   fs::create_directory(InTestFolder("opt"));
   EXPECT_FALSE(kxl::RunUpdaterExecutable({{"KXL_A", "1"}}, kxl::Background::kNo)) << "none there";
   EXPECT_EQ(getenv("KXL_A"), nullptr);
-  WriteScript(UpdaterExecutable(), "[ \"$KXL_A$KXL_B\" = 2b ]\n");
+  WriteScript(UpdaterExecutable(), "[ \"$KXL_A$KXL_B\" = \"2'\\$\" ]\n");
   setenv("KXL_B", "before", 1);
-  const kxl::EnvironmentList environment = {{"KXL_A", "1"}, {"KXL_B", "b"}, {"KXL_A", "2"}};
+  const kxl::EnvironmentList environment = {{"KXL_A", "1"}, {"KXL_B", "'$"}, {"KXL_A", "2"}};
   static volatile sig_atomic_t signals = 0;
   signal(SIGCHLD, [](int) { signals = signals + 1; });
   EXPECT_TRUE(kxl::RunUpdaterExecutable(environment, kxl::Background::kNo));

@@ -4,10 +4,13 @@
 #include <grp.h>
 #include <kxl/kxl.h>
 #include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
 
+#include "esd/resource_locker.h"
+#include "platform/regular_file.h"
 #include "support/host.h"
 
 namespace {
@@ -45,12 +48,14 @@ int RegisterOne(const Link& /*parent*/, const Arguments& arguments) {
   return Become(arguments[0]) ? KXLRegisterApplication(arguments[0].c_str(), "N", "/f") : 100;
 }
 
-// Exchanges two names until told to stop.
+// Exchanges the names of each pair until told to stop.
 int KeepExchanging(const Link& parent, const Arguments& arguments) {
   if (!Become("2000")) return 1;
   parent.Tell();
   for (pollfd stop = {parent.ReadEnd(), POLLIN, 0}; poll(&stop, 1, 0) == 0;) {
-    renameat2(AT_FDCWD, arguments[0].c_str(), AT_FDCWD, arguments[1].c_str(), RENAME_EXCHANGE);
+    for (auto name = arguments.begin(); name != arguments.end(); name += 2) {
+      renameat2(AT_FDCWD, name[0].c_str(), AT_FDCWD, name[1].c_str(), RENAME_EXCHANGE);
+    }
   }
   return 0;
 }
@@ -199,36 +204,50 @@ TEST_F(MendedByRoot, GetNothingOfRootsThatTheyName) {
   const fs::path log = data_ / "kxl.log";
   const fs::path list = folder_ / "KeldaESDGlobalApps.xml";
   const fs::path components = data_ / "KeldaMissingComps.xml";
-  const std::tuple<Trap, fs::path, fs::path> traps[] = {
-      {kLink, data_, roots_},
-      {kLink, data_.parent_path(), roots_.parent_path()},
-      {kLink, log, secret},
-      {kHardLink, log, secret},
-      {kHardLink, log, roots_ / "kxlLib.log"},
-      {kMoved, log, {}},
-      {kLink, components, secret},
-      {kHardLink, components, secret},
-      {kHardLink, components.native() + "_", secret},
-      {kLink, components.native() + ".damaged", secret},
-      {kLink, list, roots_ / "list"},
-      {kHardLink, list, roots_ / "list"},
-      {kMoved, list, {}},
-      {kHardLink, list.native() + "_", roots_ / "list"},
-      {kLink, list.native() + ".damaged", secret},
-      {kHardLink, list.native() + ".damaged", secret},
-      {kMoved, list.native() + ".damaged", {}}};
-  for (const auto& [trap, name, target] : traps) {
-    Begin();
-    fs::remove_all(name);
-    if (trap == kMoved && name == list) fs::remove(list.native() + ".damaged");
-    if (trap == kLink) fs::create_symlink(target, name);
-    if (trap == kHardLink) fs::create_hard_link(target, name);
-    if (trap == kMoved) MakePrivate(name);
-    ASSERT_EQ(lchown(name.c_str(), trap == kLink ? 2000 : 0, -1), 0);
-    const std::string text = Mend();
-    ExpectSecretsKept(name.native() + " " + std::to_string(trap) + "\n" + text);
-    if (fs::exists(list.native() + "_")) fs::remove(list.native() + "_");
+  const std::pair<fs::path, fs::path> names[] = {{data_, roots_},
+                                                 {data_.parent_path(), roots_.parent_path()},
+                                                 {log, secret},
+                                                 {log, roots_ / "kxlLib.log"},
+                                                 {components, secret},
+                                                 {components.native() + "_", secret},
+                                                 {components.native() + ".damaged", secret},
+                                                 {list, roots_ / "list"},
+                                                 {list.native() + "_", roots_ / "list"},
+                                                 {list.native() + ".damaged", secret}};
+  for (const auto& [name, target] : names) {
+    for (const Trap trap : {kLink, kHardLink, kMoved}) {
+      if (trap != kLink && fs::is_directory(target)) continue;
+      Begin();
+      fs::remove_all(name);
+      if (trap == kMoved && name == list) fs::remove(list.native() + ".damaged");
+      if (trap == kLink) fs::create_symlink(target, name);
+      if (trap == kHardLink) fs::create_hard_link(target, name);
+      if (trap == kMoved) MakePrivate(name, name == list ? "A" : "KeldaUpdaterRegistrationManager");
+      const std::string text = Mend();
+      ExpectSecretsKept(name.native() + " " + std::to_string(trap) + "\n" + text);
+      if (fs::exists(list.native() + "_")) fs::remove(list.native() + "_");
+    }
   }
+}
+
+TEST_F(MendedByRoot, GetWhatIsTheirs) {
+  Begin();
+  WriteFile(data_ / "kxl.log", "x");
+  ASSERT_EQ(chown(data_.c_str(), 2001, 2001), 0);
+  Mend();
+  EXPECT_EQ(OutputOf("find " + data_.native() + "/kxl.log ! -uid 0"), "") << "in another's folder";
+  WriteFile(data_ / "suppress_all.dat", "b\t2999-02-30 00:00:00\r\n");
+  fs::permissions(TestFolder(), fs::perms(0777));
+  EXPECT_EQ(Count(Mend(), "fixed: "), 0U) << "everybody can change where the paths lead";
+  fs::permissions(TestFolder(), fs::perms(0755));
+  ASSERT_EQ(chown(data_.c_str(), 0, 0), 0);
+  WriteFile(folder_ / "KeldaESDGlobalApps.xml", "<KeldaUpdaterRegistrationManager/>");
+  fs::permissions(folder_ / "KeldaESDGlobalApps.xml", fs::perms(0600));
+  fs::create_symlink("/nowhere", esd::SemaphorePath(ListPath()));  // keeps all from the lock
+  const std::string text = Mend();
+  EXPECT_EQ(Count(text, "fixed: "), 7U) << text;
+  EXPECT_EQ(OutputOf("find " + InTestFolder("2000") + " ! -uid 2000"), "") << text;
+  EXPECT_EQ(Count(ReadFile(folder_ / "KeldaESDGlobalApps.xml"), "good"), 1U) << text;
 }
 
 // Between the doctor's look and his deed.
@@ -238,9 +257,19 @@ TEST_F(MendedByRoot, GetNothingBySwapping) {
   const fs::path other = data_.parent_path() / "other";
   fs::create_symlink(roots_, other);
   ASSERT_EQ(lchown(other.c_str(), 2000, 2000), 0);
-  ChildProcess user(KeepExchanging, {data_, other});
+  // What others may see, for what they may not.
+  const fs::path list = folder_ / "KeldaESDGlobalApps.xml";
+  fs::remove(list.native() + ".damaged");
+  WriteFile(list, "<KeldaUpdaterRegistrationManager/>");
+  MakePrivate(folder_ / "moved");
+  const kxl::FileDescriptor shown(open(list.c_str(), O_RDONLY | O_CLOEXEC));
+  const kxl::FileDescriptor log(open((data_ / "kxl.log").c_str(), O_RDONLY | O_CLOEXEC));
+  ChildProcess user(KeepExchanging, {data_, other, list, folder_ / "moved"});
   ASSERT_TRUE(user.Await());
-  for (int i = 0; i < 40; ++i) Mend();
+  for (int i = 0; i < 40; ++i) {
+    ASSERT_EQ(fchmod(shown.get(), 0600) + fchown(log.get(), 0, 0), 0);
+    Mend();
+  }
   user.Tell();
   EXPECT_EQ(user.Exit(), 0);
   ExpectSecretsKept("swapped");

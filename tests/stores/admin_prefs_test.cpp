@@ -23,9 +23,7 @@ std::string Binary(const std::vector<std::string>& objects) {
          number(0, 8) + number(list.size(), 8);
 }
 
-constexpr char kKey[] =
-    "\x5e"
-    "Disable.Update";
+constexpr char kKey[] = "\136Disable.Update";
 
 std::string BinaryWith(const char* value) {
   return Binary({std::string("\xd1\0\x01\0\x02", 5), kKey, value});
@@ -74,7 +72,7 @@ std::string Nested(std::size_t depth, int references) {
       objects.back() += static_cast<char>(i);
     }
   }
-  objects.emplace_back("\x09");
+  objects.emplace_back("\xa0");
   return Binary(objects);
 }
 
@@ -90,18 +88,19 @@ TEST(AdminPrefs, WhatUnfoldsTooFarIsNoList) {
   EXPECT_EQ(AnswerFrom(dict + "<key>a</key>" + nested + end), -1);
   EXPECT_EQ(AnswerFrom(dict + end + std::string(256 * 1024, ' ')), -1) << "too large";
 
-  const std::string top = "\xd2" + std::string("\0\x01\0\x02\0\x03\0\x04", 8);
-  EXPECT_EQ(AnswerFrom(Binary({top, kKey,
-                               "\x51"
-                               "a",
-                               "\x09", "\x08"})),
-            0);
-  EXPECT_EQ(AnswerFrom(Binary({top, kKey,
-                               "\x51"
-                               "a",
-                               "\x09", std::string("\xa1\0\x04", 3)})),
-            -1)
-      << "one that holds itself";
+  // Beside the switch a key of any value.
+  const auto answer = [](std::vector<std::string> value) {
+    const std::string top = "\xd2" + std::string("\0\x01\0\x02\0\x03\0\x04", 8);
+    value.insert(value.begin(), {top, kKey, "\x51\x61", "\x09"});
+    return AnswerFrom(Binary(value));
+  };
+  std::string many = "\xaf\x10\xc8";
+  while (many.size() < 403) many += {'\0', '\x05'};
+  EXPECT_EQ(answer({"\x08"}), 0);
+  EXPECT_EQ(answer({std::string("\xa1\0\x04", 3)}), -1) << "one that holds itself";
+  const std::string large =
+      "\x4f\x12" + std::string("\0\x01\x86\xa0", 4) + std::string(100000, 'x');
+  EXPECT_EQ(answer({many, large}), -1) << "20 megabytes";
   for (const auto& [depth, references] : {std::pair(65000, 1), {64, 2}, {20, 14}}) {
     EXPECT_EQ(AnswerFrom(Nested(static_cast<std::size_t>(depth), references)), -1);
   }
