@@ -222,7 +222,8 @@ TEST_F(MendedByRoot, GetNothingOfRootsThatTheyName) {
       if (trap == kMoved && name == list) fs::remove(list.native() + ".damaged");
       if (trap == kLink) fs::create_symlink(target, name);
       if (trap == kHardLink) fs::create_hard_link(target, name);
-      if (trap == kMoved) MakePrivate(name, name == list ? "A" : "KeldaUpdaterRegistrationManager");
+      const bool isList = name == list || name == list.native() + "_";
+      if (trap == kMoved) MakePrivate(name, isList ? "A" : "KeldaUpdaterRegistrationManager");
       const std::string text = Mend();
       ExpectSecretsKept(name.native() + " " + std::to_string(trap) + "\n" + text);
       if (fs::exists(list.native() + "_")) fs::remove(list.native() + "_");
@@ -233,9 +234,12 @@ TEST_F(MendedByRoot, GetNothingOfRootsThatTheyName) {
 TEST_F(MendedByRoot, GetWhatIsTheirs) {
   Begin();
   WriteFile(data_ / "kxl.log", "x");
-  ASSERT_EQ(chown(data_.c_str(), 2001, 2001), 0);
+  const std::string above = InTestFolder("2000/.local");
+  ASSERT_EQ(chown(above.c_str(), 2001, 2001), 0);
   Mend();
-  EXPECT_EQ(OutputOf("find " + data_.native() + "/kxl.log ! -uid 0"), "") << "in another's folder";
+  EXPECT_EQ(OutputOf("find " + data_.native() + "/kxl.log ! -uid 0"), "")
+      << "below another's folder";
+  ASSERT_EQ(chown(above.c_str(), 2000, 2000), 0);
   WriteFile(data_ / "suppress_all.dat", "b\t2999-02-30 00:00:00\r\n");
   fs::permissions(TestFolder(), fs::perms(0777));
   EXPECT_EQ(Count(Mend(), "fixed: "), 0U) << "everybody can change where the paths lead";
@@ -245,7 +249,7 @@ TEST_F(MendedByRoot, GetWhatIsTheirs) {
   fs::permissions(folder_ / "KeldaESDGlobalApps.xml", fs::perms(0600));
   fs::create_symlink("/nowhere", esd::SemaphorePath(ListPath()));  // keeps all from the lock
   const std::string text = Mend();
-  EXPECT_EQ(Count(text, "fixed: "), 7U) << text;
+  EXPECT_EQ(Count(text, "fixed: "), 8U) << text;
   EXPECT_EQ(OutputOf("find " + InTestFolder("2000") + " ! -uid 2000"), "") << text;
   EXPECT_EQ(Count(ReadFile(folder_ / "KeldaESDGlobalApps.xml"), "good"), 1U) << text;
 }
