@@ -32,9 +32,8 @@ enum class IfMissing { kFail, kCreate, kIgnore };
 
 // Looks the folder up. With kCreate a missing one is made, ancestors included: a user's folder with
 // mode 0700, a machine-wide one with its parent's owner, group and mode. With
-// kIgnore the answer is where it would be. False, with out as it
-// was, for a number above 14, for a folder that is missing (kFail) or cannot be made, and for a
-// user whose home folder is unknown.
+// kIgnore the answer is where it would be. False, with out as it was, for a number above 14, for a
+// folder that is missing (kFail) or cannot be made, and for a user whose home folder is unknown.
 //
 // KXL_ROOT, HOME and the XDG variables are read at the first call and kept: hosts and launchers
 // change the environment while other threads are in here, and no file may move under a process. A
