@@ -5,7 +5,7 @@ set -eu
 cd "$(dirname "$0")/.."
 scripts/install.sh g++ cmake ninja-build libboost-dev libexpat1-dev libmd-dev libgtest-dev \
   libplist-dev libsystemd-dev libcli11-dev nlohmann-json3-dev \
-  libnss-wrapper libuid-wrapper dbus-daemon strace \
+  libnss-wrapper libuid-wrapper dbus-daemon strace python3 mypy \
   abigail-tools dpkg-dev fakeroot file lintian pkg-config
 [ $# -gt 0 ] || set -- release
 
