@@ -2,6 +2,7 @@
 #   runtime      the library, its group and its folder
 #   development  what compiling and linking an application needs
 #   tools        the command, the administration guide, and the units that run it daily for a user who enables them
+#   python       the Python package, with what tells pip that it is there
 #   updater      the reference updater, left out of a whole installation: it is for testing only
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
@@ -42,6 +43,7 @@ kxl_prepare(docs/man/kxl.h.3 kxl.h.3.gz gzip -9nc)
 kxl_install_notices(runtime libkxl6)
 kxl_install_notices(development libkxl-dev)
 kxl_install_notices(tools kxl-tools)
+kxl_install_notices(python python3-kxl)
 kxl_install_notices(updater kxl-updater-reference)
 
 install(TARGETS kxl EXPORT kxl
@@ -87,6 +89,14 @@ install(FILES tools/kxl/completion/_kxl
   DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/zsh/vendor-completions COMPONENT tools)
 install(FILES tools/kxl/completion/kxl.fish
   DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/fish/vendor_completions.d COMPONENT tools)
+
+set(kxl_python_folder lib/python3/dist-packages)
+install(DIRECTORY bindings/python/kxl DESTINATION ${kxl_python_folder} COMPONENT python
+  PATTERN __pycache__ EXCLUDE)
+set(python_metadata ${kxl_prepared}/kxl-${PROJECT_VERSION}.egg-info)
+file(CONFIGURE OUTPUT ${python_metadata} CONTENT
+  "Metadata-Version: 2.1\nName: kxl\nVersion: ${PROJECT_VERSION}\nRequires-Python: >=3.9\n")
+install(FILES ${python_metadata} DESTINATION ${kxl_python_folder} COMPONENT python)
 
 # The library looks for an updater here whatever prefix it was installed under.
 install(TARGETS updater EXCLUDE_FROM_ALL COMPONENT updater RUNTIME DESTINATION

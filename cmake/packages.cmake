@@ -4,7 +4,7 @@ set(CPACK_PACKAGE_CONTACT "libkxl developers <libkxl@kelda.example>")
 # Empty, because each package brings a summary of its own as its description's first line.
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
-set(CPACK_COMPONENTS_ALL runtime development tools updater)
+set(CPACK_COMPONENTS_ALL runtime development tools python updater)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
@@ -65,6 +65,17 @@ guide for administrators.")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libkxl6 (>= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS libkxl-dev)
+
+set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-kxl)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_PYTHON_DESCRIPTION "Desktop applications and their updater (Python)
+The package kxl is libkxl for applications that are written in Python, with
+types, context managers and versions of its calls for asyncio.")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "libkxl6 (>= ${PROJECT_VERSION}), python3:any (>= 3.9)")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "kxl-updater-reference, libkxl-dev")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA
+  ${kxl_packaging}/debian/python/postinst ${kxl_packaging}/debian/python/prerm)
 
 set(CPACK_DEBIAN_UPDATER_PACKAGE_NAME kxl-updater-reference)
 set(CPACK_DEBIAN_UPDATER_PACKAGE_SECTION devel)

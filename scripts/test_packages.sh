@@ -8,7 +8,7 @@ build=$(cd "$1" && pwd)
 source=$(cd "$(dirname "$0")/.." && pwd)
 # dpkg and the packages' scripts need what is here, and an ordinary user's path may lack it.
 PATH=$PATH:/usr/sbin:/sbin
-"$source/scripts/install.sh" dpkg-dev fakeroot file libnss-wrapper lintian pkg-config
+"$source/scripts/install.sh" dpkg-dev fakeroot file libnss-wrapper lintian pkg-config python3
 for helper in sysusers tmpfiles; do
   command -v systemd-$helper >/dev/null || "$source/scripts/install.sh" systemd-standalone-$helper
 done
@@ -87,7 +87,7 @@ echo "root:x:0:0::/:/bin/sh" >"$root/etc/passwd"
 echo "root:x:0:" >"$root/etc/group"
 {
   dpkg-query -S '*/bin/systemd-sysusers' '*/bin/systemd-tmpfiles' # under the name that they provide
-  for package in libkxl6 kxl-tools kxl-updater-reference; do
+  for package in libkxl6 kxl-tools python3-kxl kxl-updater-reference; do
     field $package Depends | sed 's/[,|] */\n/g'
   done
 } | sed 's/[ :].*//; /kxl/d' | sort -u |
@@ -99,7 +99,8 @@ unexpected=$(installed | grep -v -e "^$library_folder/libkxl\.so\(\.6\(\.[0-9.]*
   -e '^usr/bin/kxl$' -e '^usr/lib/\(sysusers\|tmpfiles\)\.d/kxl\.conf$' \
   -e '^usr/lib/systemd/user/kxl-check\.\(service\|timer\)$' \
   -e '^usr/share/man/man[13]/\(kxl\.\|KXL\)' -e '^usr/bin/kxl-test-machine$' \
-  -e '^usr/share/doc/\(libkxl6\|libkxl-dev\|kxl-tools\|kxl-updater-reference\)/' \
+  -e '^usr/share/doc/\(libkxl6\|libkxl-dev\|kxl-tools\|python3-kxl\|kxl-updater-reference\)/' \
+  -e '^usr/lib/python3/dist-packages/kxl\(/[a-z_]*\.py\|/py\.typed\|-[0-9.]*\.egg-info\)$' \
   -e '^usr/share/lintian/overrides/kxl-updater-reference$' \
   -e '^usr/share/\(bash-completion\|zsh\|fish\)/.*kxl' -e "^$bundle/" || true)
 [ -z "$unexpected" ] || fail "installed in an unexpected place: $unexpected"
@@ -155,9 +156,15 @@ version=$(field libkxl6 Version)
   fail "a host could not ask the installed updater"
 [ "$(on_machine "$work/host" available)" = "up to date" ] ||
   fail "the installed updater did not answer"
+sed -n '/^## Python$/,/^```$/p' "$root/usr/share/doc/libkxl-dev/integration.md" |
+  sed '1,/python$/d; $d' >"$work/host.py"
+[ "$(on_machine env PYTHONPATH="$root/usr/lib/python3/dist-packages" PYTHONDONTWRITEBYTECODE=1 \
+  python3 "$work/host.py")" = Done. ] || fail "the guide's host does not run from the Python package"
+[ "$(on_machine "$work/host" unregister)" = "not registered any more" ] ||
+  fail "the guide's host was not registered"
 rm -r "${root:?}/accounts" "${root:?}/home" "${root:?}/run"
 
-all="libkxl6 libkxl-dev kxl-tools kxl-updater-reference"
+all="libkxl6 libkxl-dev kxl-tools python3-kxl kxl-updater-reference"
 # shellcheck disable=SC2086 # a list of words
 on_root --remove $all
 [ -d "$shared" ] || fail "removing the packages took the shared folder away"
