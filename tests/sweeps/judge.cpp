@@ -115,7 +115,9 @@ class Judge {
           Blame("the log is not whole");
         }
       } else if (!isKnown) {
-        if (!injection_.IsKill() && !RefusesNames()) Blame(path + " was left behind");
+        // Nobody removes what he could not look at; an empty journal counts as none.
+        const bool isUnseen = Hits({"newfstatat"}) && content == "";
+        if (!injection_.IsKill() && !RefusesNames() && !isUnseen) Blame(path + " was left behind");
       } else if (content != Content(plan_.before, path) && content != Content(plan_.after, path)) {
         // The preferences are written in place.
         isTorn_ =

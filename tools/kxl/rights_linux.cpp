@@ -173,9 +173,14 @@ Mended RepairIn(const std::string& folder, const Repair& repair) {
 }
 
 bool IsSharedMachine() {
-  struct stat root;
-  return stat(kxl::MachinePath("").c_str(), &root) == 0 && root.st_uid == kRoot &&
-         (root.st_mode & S_IXOTH) != 0;
+  struct stat info;
+  std::string path = kxl::MachinePath("");
+  if (stat(path.c_str(), &info) != 0 || info.st_uid != kRoot) return false;
+  while (stat(path.c_str(), &info) == 0 && (info.st_mode & S_IXOTH) != 0) {
+    if (path == kxl::ParentPath(path)) return true;
+    path = kxl::ParentPath(path);
+  }
+  return false;
 }
 
 bool SucceedsForOthers(std::optional<gid_t> group, const std::function<bool()>& test) {
