@@ -50,8 +50,8 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libkxl-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "Desktop applications and their updater (development files)
-The header of libkxl, its documentation, an example, and what pkg-config and
-CMake need to find it.")
+The headers of libkxl for C and C++, its documentation, an example, and what
+pkg-config and CMake need to find it.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libkxl6 (= ${PROJECT_VERSION})")
 # Its documents lead there.
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "kxl-tools, kxl-updater-reference")

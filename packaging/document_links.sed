@@ -1,5 +1,5 @@
 # Where the links between documents lead from /usr/share/doc/PACKAGE, where they are installed.
-s,](\.\./include/kxl/kxl\.h),](../../../include/kxl/kxl.h),g
+s,](\.\./include/kxl/kxl\.h\(pp\)\?),](../../../include/kxl/kxl.h\1),g
 s,](\.\./examples/,](../libkxl-dev/examples/,g
 s,](\.\./tools/updater\(/README\.md\)\?),](../kxl-updater-reference/README.md),g
 s,](administration\.md,](../kxl-tools/administration.md,g

@@ -6,7 +6,7 @@ cd "$(dirname "$0")/.."
 scripts/install.sh g++ cmake ninja-build libboost-dev libexpat1-dev libmd-dev libplist-dev libsystemd-dev libgtest-dev \
   libcli11-dev nlohmann-json3-dev \
   clang-format clang-tidy shellcheck black flake8
-git ls-files '*.h' '*.c' '*.cpp' | xargs clang-format --dry-run -Werror
+git ls-files '*.h' '*.hpp' '*.c' '*.cpp' | xargs clang-format --dry-run -Werror
 git ls-files '*.sh' .ci/run 'packaging/debian/p*' tools/updater/kxl-test-machine | xargs shellcheck
 git ls-files '*.py' | xargs black --check --quiet --diff --config bindings/python/pyproject.toml
 git ls-files '*.py' | xargs flake8 --max-line-length 100

@@ -95,7 +95,7 @@ echo "root:x:0:" >"$root/etc/group"
 on_root --install "$work"/packages/*.deb
 expect_shared_folder
 unexpected=$(installed | grep -v -e "^$library_folder/libkxl\.so\(\.6\(\.[0-9.]*\)\?\)\?$" \
-  -e "^$library_folder/\(cmake/kxl\|pkgconfig\)/kxl" -e '^usr/include/kxl/kxl\.h$' \
+  -e "^$library_folder/\(cmake/kxl\|pkgconfig\)/kxl" -e '^usr/include/kxl/kxl\.h\(pp\)\?$' \
   -e '^usr/bin/kxl$' -e '^usr/lib/\(sysusers\|tmpfiles\)\.d/kxl\.conf$' \
   -e '^usr/lib/systemd/user/kxl-check\.\(service\|timer\)$' \
   -e '^usr/share/man/man[13]/\(kxl\.\|KXL\)' -e '^usr/bin/kxl-test-machine$' \
