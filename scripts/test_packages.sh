@@ -113,7 +113,7 @@ while read -r function; do
   zcat "$root/usr/share/man/man3/$function.3.gz" | grep -q "$function" || fail "no page for $function"
 done <"$source/tests/api/exported_symbols.txt"
 find "$root/usr/share/doc" -name '*.md' | while read -r document; do
-  grep -o '](\([^)]*\))' "$document" | sed 's/^](//; s/)$//' | while read -r link; do
+  sed "/^\`\`\`/,/^\`\`\`/d" "$document" | grep -o '](\([^)]*\))' | sed 's/^](//; s/)$//' | while read -r link; do
     target=$(dirname "$document")/${link%%#*}
     [ -f "$target" ] || fail "$document: $link leads nowhere"
     case $link in
@@ -128,6 +128,16 @@ flags=$(PKG_CONFIG_SYSROOT_DIR="$root" PKG_CONFIG_LIBDIR="$root/$library_folder/
   pkg-config --cflags --libs kxl)
 # shellcheck disable=SC2086 # a list of words
 cc "$example" -o "$work/host" $flags
+
+# And the smallest hosts, as they stand in the guide.
+for name in smallest.c smallest.cpp; do
+  zcat -f "$root/usr/share/doc/libkxl-dev/integration.md"* |
+    sed -n "\\,^[/* ]*$name\\b,,/^\`\`\`/{/^\`/!p}" >"$work/$name"
+done
+# shellcheck disable=SC2086
+cc "$work/smallest.c" -o "$work/smallest_c" $flags
+# shellcheck disable=SC2086
+c++ -std=c++17 "$work/smallest.cpp" -o "$work/smallest_cpp" $flags
 
 mkdir "$work/project"
 cat >"$work/project/CMakeLists.txt" <<END_OF_PROJECT
@@ -162,6 +172,10 @@ sed -n '/^## Python$/,/^```$/p' "$root/usr/share/doc/libkxl-dev/integration.md" 
   python3 "$work/host.py")" = Done. ] || fail "the guide's host does not run from the Python package"
 [ "$(on_machine "$work/host" unregister)" = "not registered any more" ] ||
   fail "the guide's host was not registered"
+[ "$(on_machine "$work/smallest_c")" = "check for updates: 0" ] ||
+  fail "the smallest host could not check"
+[ "$(on_machine "$work/smallest_cpp")" = "check for updates: Done." ] ||
+  fail "the smallest host in C++ could not check"
 rm -r "${root:?}/accounts" "${root:?}/home" "${root:?}/run"
 
 all="libkxl6 libkxl-dev kxl-tools python3-kxl kxl-updater-reference"
