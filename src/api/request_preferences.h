@@ -20,8 +20,9 @@ class RequestPreferences {
     kUnreadable,  // the file was opened, and could not be read
   };
 
-  // Calls use with the preferences up to date and locked, and writes what it has set. False, without calling it, when they are
-  // not usable. Throws std::exception when there is no folder for them.
+  // Calls use with the preferences up to date and locked, and writes what it has set. False,
+  // without calling it, when they are not usable. Throws std::exception when there is no folder for
+  // them.
   bool Use(const std::function<void(KeldaUpdaterPrefs&)>& use);
 
   State LastState() const { return state_; }
