@@ -122,8 +122,10 @@ UnregisterResult KeldaUpdaterRegistrationManager::Unregister(const std::string& 
   const FileLock lock(*this);
   if (!lock.IsHeld() || !Attempt([this] { return LoadTraced(); })) return UnregisterResult::kFailed;
   if (RemoveRecords(appId) == 0) return UnregisterResult::kNotFound;
+  // Before anything is written: memory that runs out behind it must not make a failure of it.
+  const bool wasLast = Records().IsEmpty();
   if (!SaveOrErase()) return UnregisterResult::kFailed;
-  return Records().IsEmpty() ? UnregisterResult::kRemovedLast : UnregisterResult::kRemoved;
+  return wasLast ? UnregisterResult::kRemovedLast : UnregisterResult::kRemoved;
 }
 
 }  // namespace kxl
