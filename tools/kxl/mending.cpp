@@ -3,11 +3,12 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <string_view>
+#include <unordered_map>
+#include <utility>
 
 #include "kxl/doctor.h"
 #include "kxl/locks.h"
@@ -27,25 +28,34 @@ struct Treated {
   bool IsFixed() const { return !isThere; }
 };
 
-// Takes the findings of another look in. Whether it was different from the one before.
+// Findings of two looks with the same name are the same.
+std::string NameOf(const Finding& finding) {
+  return finding.path + '\0' + finding.kind + '\0' + finding.advice;
+}
+
+// Takes the findings of another look in. Whether it was different from the one before. There may be
+// one for each of a hundred thousand applications.
 bool LookAgain(std::vector<Treated>& all) {
   std::vector<Finding> found = Examine();
+  std::unordered_multimap<std::string, Finding*> byName;
+  for (Finding& finding : found) byName.emplace(NameOf(finding), &finding);
   bool hasChanged = false;
   for (Treated& treated : all) {
-    const auto same = std::find_if(found.begin(), found.end(), [&](const Finding& finding) {
-      return finding.path == treated.finding.path &&
-             std::string_view(finding.kind) == treated.finding.kind &&
-             finding.advice == treated.finding.advice;
-    });
-    const bool isThere = same != found.end();
+    const auto same = byName.find(NameOf(treated.finding));
+    const bool isThere = same != byName.end();
     hasChanged = hasChanged || isThere != treated.isThere;
     treated.isThere = isThere;
     if (!isThere) continue;
-    treated.finding = std::move(*same);
-    found.erase(same);
+    std::swap(treated.finding, *same->second);
+    same->second->kind = nullptr;  // no news
+    byName.erase(same);
   }
-  for (Finding& finding : found) all.push_back({std::move(finding)});
-  return hasChanged || !found.empty();
+  for (Finding& finding : found) {
+    if (finding.kind == nullptr) continue;
+    all.push_back({std::move(finding)});
+    hasChanged = true;
+  }
+  return hasChanged;
 }
 
 void Mend(Treated& treated) {
