@@ -112,6 +112,7 @@ Files Machine::Look() const {
     if (path.starts_with(kSecondChoice)) continue;
     if (!entry.is_regular_file()) continue;
     files[path] = path == kHolds ? Identifiers(ReadFile(entry)) : ReadFile(entry);
+    if (path == kHolds && files[path].empty()) files.erase(path);  // where it cannot be removed
   }
   return files;
 }

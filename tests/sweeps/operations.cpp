@@ -63,7 +63,7 @@ std::vector<Operation> Operations() {
       {"hold", {{kHolds, Hold("other")}}, "holds", 0, {1, 14}, {}},
       {"unhold", {{kHolds, Hold("com.example.editor") + Hold("other")}}, "holds", 0, {1, 14}, {}},
       {"unhold-last", {{kHolds, Hold("com.example.editor")}}, "holds", 0, {1, 14}, {}},
-      {"answer", {{kAnswerFile, answer}, {kLockFile, "lock"}}, "status", 25, {1, 2, 8}, {2}},
+      {"answer", {{kAnswerFile, answer}, {kLockFile, "lock"}}, "status", 25, {1, 2, 8, 20}, {2}},
       {"log", {{kLog, log}}, "log", 0, {1}, {}},
       {"enabled", {}, "status", 0, {1}, {}},
       {"plugin", {{kList, List(others + ours)}}, "list", 2, {0, 1, 6, 7}, {}},

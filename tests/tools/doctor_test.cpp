@@ -44,7 +44,8 @@ D=$HOME/.local/share/Kelda/Updater6 C=$D/KeldaMissingComps.xml P=$D/KeldaUpdater
 H=$D/suppress_all.dat A=$T/etc/com.kelda.updater6.Admin.plist
 U="$T/opt/Kelda Utilities.localized/Kelda Updater6/Kelda Updater.app/Contents/MacOS/Kelda Updater"
 kxl() {
-  env ASAN_OPTIONS=verify_asan_link_order=0 LD_PRELOAD=libnss_wrapper.so \
+  env ASAN_OPTIONS=verify_asan_link_order=0 \
+    TSAN_OPTIONS=report_mutex_bugs=0:atexit_sleep_ms=0 LD_PRELOAD=libnss_wrapper.so \
     NSS_WRAPPER_PASSWD=$T/passwd NSS_WRAPPER_GROUP=$T/group $AS ')" TOOL R"(' "$@"
 }
 set_prefs() { echo "<KeldaUpdater>${1:+<$1>$2</$1>}</KeldaUpdater>" >$P; }
