@@ -143,7 +143,7 @@ bool KeldaUpdaterMissingCompsManager::Find(const std::string& appId,
 
 bool KeldaUpdaterMissingCompsManager::IsAsLeft() const {
   ModificationStamp stamp;
-  return GetModificationStamp(Path(), stamp) && stamp == left_;
+  return left_ != ModificationStamp() && GetModificationStamp(Path(), stamp) && stamp == left_;
 }
 
 // Each operation loads the file anew: between two of one request the updater may have fetched

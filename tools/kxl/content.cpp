@@ -54,7 +54,9 @@ class Patient : public List {
     const std::string aside = this->Path() + ".damaged";
     kxl::ESDofstream file(aside, kxl::FileAccess::kReplace, kxl::Links::kRefuse);
     file.Write(TakeOutUnwritable(this->Root()));
-    if (file.Close() && this->Save()) return true;
+    // On the disk before the list is without it.
+    const bool isKept = file.Sync();
+    if (file.Close() && isKept && this->Save()) return true;
     const int why = errno;
     kxl::DeleteFile(aside);
     errno = why;

@@ -31,10 +31,12 @@ std::vector<esd::XMLNodePointer> ReadableElements(const std::string& text, std::
   std::vector<esd::XMLNodePointer> elements;
   for (std::size_t start = text.find(startTag); start != std::string::npos;) {
     const std::size_t next = text.find(startTag, start + 1);
-    const std::size_t end = text.find(endTag, start);
+    // No further than to the next one: a file may be start tags from its beginning to its end.
+    std::string piece = text.substr(start, next - start);
+    const std::size_t end = piece.find(endTag);
     ++damaged;
-    if (end < next) {
-      const std::string piece = text.substr(start, end + endTag.size() - start);
+    if (end != std::string::npos) {
+      piece.resize(end + endTag.size());
       if (const esd::XMLNodePointer element = ParseElement(piece, name)) {
         elements.push_back(element);
         --damaged;
