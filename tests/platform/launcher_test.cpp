@@ -58,7 +58,7 @@ TEST(Launcher, StartsTheBundleDetached) {
   }
 }
 
-volatile sig_atomic_t ticks = 0;
+std::atomic<int> ticks = 0;
 
 // Launches until a process that the other thread has forked holds the launcher's pipe, and answers
 // how often a timer has ticked by then.
@@ -74,7 +74,7 @@ int LaunchBesideForksAndTicks(const Link& /*parent*/, const Arguments& arguments
       }
     }
   });
-  signal(SIGALRM, [](int) { ticks = ticks + 1; });
+  signal(SIGALRM, [](int) { ++ticks; });
   const itimerval often = {{0, 100000}, {0, 100000}};
   setitimer(ITIMER_REAL, &often, nullptr);
   for (int i = 0; i < 200 && ticks < 15 && kxl::LaunchApplication(arguments[0], {}); ++i) {
