@@ -136,7 +136,8 @@ bool ExpatDOMBuilder::Init(const char* encoding, const char* separator) {
   return true;
 }
 
-bool ExpatDOMBuilder::ParseFile(const std::string& path, bool defaultResult, kxl::Links links) {
+bool ExpatDOMBuilder::ParseFile(const std::string& path, bool defaultResult, kxl::Links links,
+                                std::string* content) {
   const kxl::OpenedFile file = kxl::OpenRegularFile(path, kxl::FileAccess::kRead, links);
   switch (file.status) {
     case kxl::OpenStatus::kOpened:
@@ -162,8 +163,9 @@ bool ExpatDOMBuilder::ParseFile(const std::string& path, bool defaultResult, kxl
     lastRead_ = ReadStatus::kDamaged;
     return defaultResult;
   }
-  lastRead_ = file.size > kxl::kMaximumFileSize ? ReadStatus::kDamaged
-                                                : ReadFrom(file.descriptor.get(), file.size);
+  lastRead_ = file.size > kxl::kMaximumFileSize
+                  ? ReadStatus::kDamaged
+                  : ReadFrom(file.descriptor.get(), file.size, content);
   return lastRead_ == ReadStatus::kParsed;
 }
 
@@ -181,7 +183,7 @@ bool ExpatDOMBuilder::ParseText(std::string_view text) {
 
 // As a whole: expat walks a token that is not complete once more with each piece that it gets, so
 // that one token of megabytes would take minutes.
-ReadStatus ExpatDOMBuilder::ReadFrom(int descriptor, std::size_t size) {
+ReadStatus ExpatDOMBuilder::ReadFrom(int descriptor, std::size_t size, std::string* content) {
   textSize_ = size;
   document_->ExpectText(size);
   std::size_t total = 0;
@@ -196,6 +198,7 @@ ReadStatus ExpatDOMBuilder::ReadFrom(int descriptor, std::size_t size) {
     if (HasTooManyTokens({static_cast<const char*>(buffer), count})) {
       return ReadStatus::kDamaged;
     }
+    if (content != nullptr) content->append(static_cast<const char*>(buffer), count);
     total += count;
     if (total > kxl::kMaximumFileSize) return ReadStatus::kDamaged;  // it grows while it is read
     const bool isLast = count < wanted;

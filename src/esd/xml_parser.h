@@ -68,9 +68,10 @@ class ExpatDOMBuilder {
 
   // Reads one document, once between two calls of Init. True when it was parsed to its end; false
   // when it is not well formed, breaks a limit or cannot be read; defaultResult when it cannot be
-  // opened or is empty. What was built before a failure stays in the document.
+  // opened or is empty. What was built before a failure stays in the document. content, unless it
+  // is null, gets the bytes that were parsed behind what it holds.
   bool ParseFile(const std::string& path, bool defaultResult,
-                 kxl::Links links = kxl::Links::kFollow);
+                 kxl::Links links = kxl::Links::kFollow, std::string* content = nullptr);
   bool ParseText(std::string_view text);
   // Why the last ParseFile or ParseText answered what it did.
   ReadStatus LastRead() const { return lastRead_; }
@@ -86,7 +87,7 @@ class ExpatDOMBuilder {
     void operator()(XML_ParserStruct* parser) const;
   };
 
-  ReadStatus ReadFrom(int descriptor, std::size_t size);
+  ReadStatus ReadFrom(int descriptor, std::size_t size, std::string* content);
   ReadStatus ParseBuffer(std::size_t size, bool isLast);
 
   XMLNodePointer document_;

@@ -10,6 +10,7 @@
 #include "esd/xml_parser.h"
 #include "esd/xml_writer.h"
 #include "platform/failure_report.h"
+#include "platform/regular_file.h"
 
 namespace esd {
 
@@ -48,8 +49,10 @@ void PrefsWriter::Load(const std::string& path) {
   kxl::ModificationStamp stamp;
   kxl::GetModificationStamp(path, stamp);
   isSettled_ = IsSettled(stamp);
+  fresh_.clear();
   ExpatDOMBuilder builder;
-  const bool parsed = builder.Init() && builder.ParseFile(path, false);
+  const bool parsed = builder.Init() && builder.ParseFile(path, false, kxl::Links::kFollow,
+                                                          isSettled_ ? nullptr : &fresh_);
   const int error = errno;
   const ReadStatus status = builder.LastRead();
   isUnreadable_ = status == ReadStatus::kUnreadable;
@@ -78,9 +81,15 @@ bool PrefsWriter::ReloadIfChanged() {
   if (!Lock()) return false;
   kxl::ModificationStamp stamp;
   const bool exists = kxl::GetModificationStamp(path_, stamp);
-  if (!exists || !isSettled_ || stamp != stamp_) Load(path_);
+  if (!exists || stamp != stamp_ || !(isSettled_ || HoldsWhatWasRead())) Load(path_);
   if (isUnreadable_) Release();
   return !isUnreadable_;
+}
+
+// Much less than parsing it once more.
+bool PrefsWriter::HoldsWhatWasRead() const {
+  std::string text;
+  return kxl::ReadRegularFile(path_, text) == kxl::OpenStatus::kOpened && text == fresh_;
 }
 
 bool PrefsWriter::Release() {
@@ -138,6 +147,7 @@ bool PrefsWriter::WriteFile() {
   if (!written) kxl::ReportFailure(path_, file.Error());
   kxl::GetModificationStamp(path_, stamp_);
   isSettled_ = false;
+  fresh_ = std::move(text);
   return written;
 }
 

@@ -44,8 +44,8 @@ class PrefsWriter {
   // std::runtime_error "Prefs file unable to lock file for reading!" for an empty path.
   void Load(const std::string& path);
 
-  // Takes the lock and keeps it, and reads the file again when it was changed or removed since, or
-  // was so fresh that a change would not show in its stamp; Release lets it go. False, without the
+  // Takes the lock and keeps it, and reads the file again when it was changed or removed since, if
+  // that shows in its stamp, or else in its content; Release lets it go. False, without the
   // lock, when that was not to be had, or when the file was opened and then could not be read,
   // which IsUnreadable tells. A file that cannot be opened counts as one that is not there.
   bool ReloadIfChanged();
@@ -71,6 +71,7 @@ class PrefsWriter {
  private:
   void Empty();
   bool Lock();
+  bool HoldsWhatWasRead() const;
   bool Write();
   bool WriteFile();
 
@@ -81,6 +82,7 @@ class PrefsWriter {
   LockPolicyInterface* policy_ = nullptr;
   kxl::ModificationStamp stamp_;  // zero: nothing was read
   bool isSettled_ = false;        // the stamp would tell of any later change
+  std::string fresh_;             // what was read or written when it would not
   bool isChanging_ = false;
   bool isChanged_ = false;     // since BeginChanges
   bool isUnreadable_ = false;  // the last reload has failed for the file's sake
