@@ -74,7 +74,7 @@ lintian=$!
 
 case $(field libkxl6 Depends) in
   *libsystemd*) fail "libkxl6 cannot be installed without libsystemd" ;;
-  *libplist3*libexpat1*) ;;
+  *libplist*libexpat1*) ;;
   *) fail "libkxl6 does not depend on the libraries that it needs" ;;
 esac
 [ "$(field libkxl-dev Depends)" = "libkxl6 (= $(field libkxl6 Version))" ] ||

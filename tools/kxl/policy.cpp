@@ -57,11 +57,11 @@ void ShowOrdinaryUsers(Output& output, bool isSwitchedOn) {
   mode_t mode = S_IROTH;
   if (!isSwitchedOn && kxl::GetMode(path, mode)) {
     const bool isReadable = (mode & S_IROTH) != 0;
-    Rule(output, "the switch, for other users", !isReadable,
+    Rule(output, "the switch, for ordinary users", !isReadable,
          isReadable ? "they can read it" : "they cannot read it, and it counts as none for them",
          path);
   }
-  Rule(output, "other users", false,
+  Rule(output, "ordinary users", false,
        "checks are for members of the administrators' group; asking whether an update waits is not",
        "the account database");
 }

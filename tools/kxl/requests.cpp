@@ -9,11 +9,13 @@
 #include <limits>
 #include <thread>
 
+#include "esd/xml_writer.h"
 #include "kxl/explanation.h"
 #include "kxl/places.h"
 #include "kxl/screen_text.h"
 #include "platform/file_system.h"
 #include "platform/folders.h"
+#include "stores/registered_applications.h"
 
 namespace tool {
 
@@ -92,6 +94,13 @@ void ShowProgress(const char* text) {
 int Register(Output& output, const Application& application) {
   const std::int32_t code = KXLRegisterApplication(application.id.c_str(), application.name.c_str(),
                                                    application.folder.c_str());
+  kxl::KeldaUpdaterRegisteredApp entry(application.id);
+  entry.SetDisplayName(application.name);
+  entry.SetInstallPath(application.folder);
+  if (code == ESD_ERR_REGISTRATIONFAILED && !esd::ReadsBackUnchanged(*entry.Node())) {
+    const std::string reason = "a text has a character that the list cannot hold";
+    return Print(output, code, reason, {{"why", {reason}}});
+  }
   return Answer(output, code, {ApplicationsPath()});
 }
 

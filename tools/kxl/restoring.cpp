@@ -1,8 +1,10 @@
 #include "kxl/restoring.h"
 
-#include <sstream>
+#include <functional>
+#include <set>
 
 #include "esd/xml_parser.h"
+#include "esd/xml_writer.h"
 #include "kxl/places.h"
 #include "kxl/rights.h"
 #include "kxl/set_aside.h"
@@ -47,25 +49,49 @@ std::vector<esd::XMLNodePointer> ReadableElements(const std::string& text, std::
   return elements;
 }
 
-enum class PutBack { kAdded, kListed, kRefused };
+// A list while entries are put back: read once and written once, however many these are.
+template <typename List, typename Entry>
+class RestoredList : public List {
+ public:
+  // Before anything is put back.
+  bool Begin(const char* key) {
+    key_ = key;
+    if (!this->Load()) return false;
+    for (const esd::XMLNodePointer& record : this->Records()) {
+      if (const auto id = record->GetAttribute(key_)) listed_.emplace(*id);
+    }
+    return true;
+  }
 
-PutBack Put(kxl::KeldaUpdaterRegistrationManager& list, const esd::XMLNodePointer& element) {
-  const kxl::KeldaUpdaterRegisteredApp entry(element);
-  kxl::KeldaUpdaterRegisteredApp listed{esd::XMLNodePointer()};
-  std::string id;
-  if (!entry.GetAppId(id)) return PutBack::kRefused;
-  if (list.Find(id, listed)) return PutBack::kListed;
-  return list.Register(entry) == kxl::RegisterResult::kAdded ? PutBack::kAdded : PutBack::kRefused;
-}
+  // False for an entry that the list does not take; one that it holds already is left.
+  bool Put(const esd::XMLNodePointer& element) {
+    const auto id = element->GetAttribute(key_);
+    std::string text;
+    const Entry entry(element);
+    if (!id || id->empty() || !entry.GetDisplayName(text) || text.empty() ||
+        !entry.GetInstallPath(text) || text.empty() || !esd::ReadsBackUnchanged(*element)) {
+      return false;
+    }
+    if (listed_.emplace(*id).second) {
+      esd::DeepCopyNode(element, this->Root());
+      ++added_;
+    }
+    return true;
+  }
 
-PutBack Put(kxl::KeldaUpdaterMissingCompsManager& list, const esd::XMLNodePointer& element) {
-  const kxl::KeldaUpdaterMissingCompsApp entry(element);
-  kxl::KeldaUpdaterMissingCompsApp listed{esd::XMLNodePointer()};
-  std::string id;
-  if (!entry.GetAppID(id)) return PutBack::kRefused;
-  if (list.Find(id, listed)) return PutBack::kListed;
-  return list.Add(entry) == kxl::AddResult::kAdded ? PutBack::kAdded : PutBack::kRefused;
-}
+  std::size_t Added() const { return added_; }
+
+  Mended End() {
+    if (added_ == 0 || this->Save()) return true;
+    return this->IsRefused() ? Mended::Refused("the list would be larger than any reader takes")
+                             : Mended::Refused("the list cannot be written");
+  }
+
+ private:
+  const char* key_ = nullptr;
+  std::set<std::string, std::less<>> listed_;
+  std::size_t added_ = 0;
+};
 
 // What is read here is shown to all who may read the list.
 bool ReadSetAside(const std::string& path, std::string& text) {
@@ -79,37 +105,40 @@ bool ReadSetAside(const std::string& path, std::string& text) {
 }
 
 template <typename List, typename Entry>
-Mended Restore(Output& output, const std::string& path, const std::string& aside) {
+Mended Restore(Output& output, const std::string& path, const std::string& aside, const char* key) {
   std::string text;
   std::string why = WhyNotToTakeOver(path, List::ElementName());
   if (!why.empty()) return Mended::Refused(why);
   if (!ReadSetAside(aside, text)) return false;
-  List list;
-  if (IsRoot()) list.RefuseLinks();
-  std::size_t added = 0;
   std::size_t lost = 0;
   const auto elements = ReadableElements(text, Entry::ElementName(), lost);
-  for (const esd::XMLNodePointer& element : elements) {
-    const PutBack result = Put(list, element);
-    added += result == PutBack::kAdded ? 1 : 0;
-    lost += result == PutBack::kRefused ? 1 : 0;
-  }
+
+  RestoredList<List, Entry> list;
+  if (IsRoot()) list.RefuseLinks();
+  const kxl::FileLock lock(list);
+  if (!lock.IsHeld()) return Mended::Refused("somebody else holds the list's lock");
+  if (!list.Begin(key)) return Mended::Refused("the list cannot be read");
+  for (const esd::XMLNodePointer& element : elements) lost += list.Put(element) ? 0 : 1;
+  const Mended written = list.End();
+  if (!written.isDone) return written;
   const bool isRemoved = lost == 0 && !elements.empty() && kxl::DeleteFile(aside);
-  output.Row(
-      {{"restored", added}, {"readable", elements.size()}, {"path", aside}, {"removed", isRemoved}},
-      {aside, std::to_string(added) + " of " + std::to_string(elements.size()) +
-                  " readable entries put back, the rest was listed already or is refused" +
-                  (isRemoved ? "; removed" : "")});
+  output.Row({{"restored", list.Added()},
+              {"readable", elements.size()},
+              {"path", aside},
+              {"removed", isRemoved}},
+             {aside, std::to_string(list.Added()) + " of " + std::to_string(elements.size()) +
+                         " readable entries put back, the rest was listed already or is refused" +
+                         (isRemoved ? "; removed" : "")});
   return true;
 }
 
 template <typename List, typename Entry>
-void RestoreIn(Output& output, const std::string& path) {
+void RestoreIn(Output& output, const std::string& path, const char* key) {
   if (path.empty()) return;
   for (const std::string& aside : SetAsideFor(path)) {
     if (kxl::IsFolder(aside)) continue;
-    const Mended restored =
-        RepairIn(kxl::ParentPath(path), [&] { return Restore<List, Entry>(output, path, aside); });
+    const Mended restored = RepairIn(
+        kxl::ParentPath(path), [&] { return Restore<List, Entry>(output, path, aside, key); });
     if (restored.isDone) continue;
     output.Error(aside + (restored.reason.empty() ? " cannot be opened or read"
                                                   : " is not put back: " + restored.reason));
@@ -120,9 +149,9 @@ void RestoreIn(Output& output, const std::string& path) {
 
 void RestoreSetAside(Output& output) {
   RestoreIn<kxl::KeldaUpdaterRegistrationManager, kxl::KeldaUpdaterRegisteredApp>(
-      output, ApplicationsPath());
+      output, ApplicationsPath(), "appID");
   RestoreIn<kxl::KeldaUpdaterMissingCompsManager, kxl::KeldaUpdaterMissingCompsApp>(
-      output, ComponentsPath());
+      output, ComponentsPath(), "AppID");
 }
 
 }  // namespace tool
