@@ -65,6 +65,8 @@ install(FILES ${PROJECT_BINARY_DIR}/kxl.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/p
 kxl_install_documents(development libkxl-dev
   docs/architecture.md docs/integration.md docs/updater.md)
 install(FILES examples/host.c DESTINATION ${kxl_doc}/libkxl-dev/examples COMPONENT development)
+install(DIRECTORY examples/desktop DESTINATION ${kxl_doc}/libkxl-dev/examples COMPONENT development
+  FILES_MATCHING PATTERN "*.h" PATTERN "*.cpp")
 # One page for all functions, found by the name of each.
 install(FILES ${kxl_prepared}/kxl.h.3.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man3
   COMPONENT development)
