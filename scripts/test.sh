@@ -5,7 +5,7 @@ set -eu
 cd "$(dirname "$0")/.."
 scripts/install.sh g++ cmake ninja-build libboost-dev libexpat1-dev libmd-dev libgtest-dev \
   libplist-dev libsystemd-dev libcli11-dev nlohmann-json3-dev \
-  libnss-wrapper libuid-wrapper dbus-daemon strace python3 mypy \
+  qt6-base-dev xauth xvfb libnss-wrapper libuid-wrapper dbus-daemon strace python3 mypy \
   abigail-tools clang dpkg-dev fakeroot file lintian pkg-config
 [ $# -gt 0 ] || set -- release
 
@@ -23,7 +23,9 @@ finish_tests() {
   return $status
 }
 for preset in "$@"; do
-  cmake --preset "$preset"
+  desktop=OFF
+  [ "$preset" != release ] || desktop=ON
+  cmake --preset "$preset" -DKXL_BUILD_DESKTOP_EXAMPLE=$desktop
   nice cmake --build --preset "$preset"
   finish_tests
   shift
