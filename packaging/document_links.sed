@@ -4,3 +4,5 @@ s,](\.\./examples/,](../libkxl-dev/examples/,g
 s,](\.\./tools/updater\(/README\.md\)\?),](../kxl-updater-reference/README.md),g
 s,](administration\.md,](../kxl-tools/administration.md,g
 s,](\(architecture\|integration\|updater\)\.md,](../libkxl-dev/\1.md,g
+# Pictures are not installed.
+/<picture>/,/<\/picture>/d
