@@ -1,12 +1,15 @@
 #include "esd/journaled_xml_file.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
+#include <thread>
 
 #include "esd/xml_writer.h"
 #include "platform/failure_report.h"
 #include "platform/file_copy.h"
 #include "platform/file_system.h"
+#include "platform/path.h"
 
 namespace kxl {
 
@@ -147,13 +150,30 @@ bool JournaledXMLLockedFile::Remove() {
 }
 
 bool JournaledXMLLockedFile::Lock() {
+  using Clock = std::chrono::steady_clock;
+  constexpr std::chrono::milliseconds kPause(1);
   if (Path().empty()) return false;
-  if (!IsLocked()) locker_.emplace(Path(), waitMilliseconds_);
   loaded_.reset();
-  return locker_->Lock();
+  const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(waitMilliseconds_);
+  for (std::uint32_t wait = waitMilliseconds_;;) {
+    if (!IsLocked()) locker_.emplace(Path(), wait);
+    if (!locker_->Lock()) return false;
+    if (!guardsFolder_ || guard_.TryTake(ParentPath(Path()))) return true;
+    locker_->Unlock(esd::Force::kNo);
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+    if (left < kPause) {
+      ReportFailure(ParentPath(Path()), EWOULDBLOCK);
+      return false;
+    }
+    std::this_thread::sleep_for(kPause);
+    wait = static_cast<std::uint32_t>(left.count() - kPause.count());
+  }
 }
 
-bool JournaledXMLLockedFile::Unlock() { return IsLocked() && locker_->Unlock(esd::Force::kNo); }
+bool JournaledXMLLockedFile::Unlock() {
+  guard_.Release();
+  return IsLocked() && locker_->Unlock(esd::Force::kNo);
+}
 
 bool JournaledXMLLockedFile::IsLocked() const { return locker_ && locker_->IsLocked(); }
 

@@ -20,6 +20,7 @@
 #include "esd/streams.h"
 #include "esd/xml_document.h"
 #include "esd/xml_parser.h"
+#include "platform/folder_guard.h"
 
 namespace kxl {
 
@@ -89,6 +90,11 @@ class JournaledXMLLockedFile : public JournaledXMLFile {
   // Waits for the lock as long as given, in milliseconds.
   explicit JournaledXMLLockedFile(std::uint32_t waitMilliseconds);
 
+  // From now on the lock comes with a guard on the file's folder (folder_guard.h), for a file that
+  // processes with different locks may share. The wait is one for both; neither is held while the
+  // other one is waited for.
+  void GuardFolder() { guardsFolder_ = true; }
+
   bool Save() override;
   bool Load() override;
   bool Remove() override;
@@ -107,6 +113,8 @@ class JournaledXMLLockedFile : public JournaledXMLFile {
  private:
   std::uint32_t waitMilliseconds_;
   std::optional<esd::ResourceLocker> locker_;
+  FolderGuard guard_;
+  bool guardsFolder_ = false;
   std::optional<bool> loaded_;  // what Load has answered since the lock was taken
 };
 

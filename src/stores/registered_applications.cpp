@@ -42,6 +42,7 @@ KeldaUpdaterRegistrationManager::KeldaUpdaterRegistrationManager()
                   "appID",
                   {esd::NameIs("InstallPath")}}) {
   SetPath(ListPath());
+  GuardFolder();
 }
 
 void KeldaUpdaterRegistrationManager::TraceListing(bool listed) const {
