@@ -4,7 +4,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdint>
+#include <limits>
 #include <utility>
 
 #include "platform/thread_guards.h"
@@ -100,7 +103,9 @@ OpenedFile OpenRegularFile(const std::string& path, FileAccess access, Links lin
     SetMode(fd.get(), (info.st_mode & 07777) | kOwnersRights);
   }
   file.status = OpenStatus::kOpened;
-  file.size = static_cast<std::size_t>(info.st_size);
+  // What is larger than memory is too large for everybody.
+  file.size = static_cast<std::size_t>(std::min<std::uint64_t>(
+      static_cast<std::uint64_t>(info.st_size), std::numeric_limits<std::size_t>::max()));
   file.descriptor = std::move(fd);
   return file;
 }

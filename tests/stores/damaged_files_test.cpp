@@ -1,7 +1,6 @@
 // Every shared file cut at every length, and each of its bytes replaced: every reader answers, and
 // the file can be used again.
 #include <kxl/kxl.h>
-#include <plist/plist.h>
 
 #include <cstdio>
 #include <ctime>
@@ -131,14 +130,11 @@ TEST(DamagedFiles, OfAnswersEndTheRequest) {
 }
 
 TEST(DamagedFiles, OfTheAdministratorSayWhatTheyStillSay) {
-  const plist_t list = plist_new_dict();
-  plist_dict_set_item(list, "Disable.Update", plist_new_bool(1));
-  char* data = nullptr;
-  std::uint32_t size = 0;
-  plist_to_bin(list, &data, &size);
-  const std::string binary(data, size);
-  plist_to_bin_free(data);
-  plist_free(list);
+  // The dictionary's object, the key's and the value's, where they are, and where that is told.
+  using namespace std::string_literals;
+  const std::string binary = "bplist00\xD1\1\2\x5E"s + "Disable.Update\x09\x08\x0B\x1A" +
+                             std::string(6, '\0') + "\1\1" + std::string(7, '\0') + '\3' +
+                             std::string(15, '\0') + '\x1B';
   const std::string xml =
       "<plist version=\"1.0\"><dict><key>Disable.Update</key><true/></dict></plist>\n";
   for (const std::string& text : {binary, xml}) {
