@@ -6,7 +6,7 @@ cd "$(dirname "$0")/.."
 scripts/install.sh g++ cmake ninja-build libboost-dev libexpat1-dev libmd-dev libgtest-dev \
   libplist-dev libsystemd-dev libcli11-dev nlohmann-json3-dev \
   qt6-base-dev xauth xvfb libnss-wrapper libuid-wrapper dbus-daemon strace python3 mypy \
-  abigail-tools clang dpkg-dev fakeroot file lintian pkg-config
+  abigail-tools bubblewrap clang dpkg-dev fakeroot file lintian pkg-config
 [ $# -gt 0 ] || set -- release
 
 # Tests wait most of their time, so the next preset is built meanwhile, and what they print comes then.

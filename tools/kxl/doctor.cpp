@@ -7,7 +7,7 @@ namespace tool {
 std::vector<Finding> Examine() {
   Findings findings;
   for (const auto examine : {ExamineLocks, ExamineObstacles, ExamineOwnership, ExamineDisks,
-                             ExamineContent, ExamineSurroundings}) {
+                             ExamineSandbox, ExamineContent, ExamineSurroundings}) {
     examine(findings);
   }
   return findings;

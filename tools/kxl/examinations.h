@@ -22,6 +22,9 @@ void ExamineOwnership(Findings& findings);
 // Whether the folders can be written to. Not for those that have a finding by now, which tells why.
 void ExamineDisks(Findings& findings);
 
+// What a sandbox around this process does not share with the machine, as far as that can be told.
+void ExamineSandbox(Findings& findings);
+
 // The shared files' content: damaged, oversized and unreadable ones, left companions, and what was
 // set aside.
 void ExamineContent(Findings& findings);
