@@ -57,6 +57,8 @@ install(EXPORT kxl FILE kxlConfig.cmake NAMESPACE kxl:: DESTINATION ${kxl_cmake_
   COMPONENT development)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/kxlConfigVersion.cmake
   COMPATIBILITY SameMajorVersion)
+file(RELATIVE_PATH KXL_PREFIX_FROM_PKGCONFIG /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+string(REGEX REPLACE "/$" "" KXL_PREFIX_FROM_PKGCONFIG ${KXL_PREFIX_FROM_PKGCONFIG})
 configure_file(${kxl_packaging}/kxl.pc.in ${PROJECT_BINARY_DIR}/kxl.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/kxlConfigVersion.cmake DESTINATION ${kxl_cmake_folder}
   COMPONENT development)
@@ -78,12 +80,20 @@ foreach(function ${functions})
     COMPONENT development)
 endforeach()
 
+# Wherever the whole is installed or moved to. In /usr the system's own way finds the library.
+file(RELATIVE_PATH kxl_lib_from_bin /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
+set_target_properties(kxl_tool PROPERTIES INSTALL_RPATH "$ORIGIN/${kxl_lib_from_bin}")
 install(TARGETS kxl_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
-configure_file(${kxl_packaging}/systemd/kxl-check.service.in
-  ${PROJECT_BINARY_DIR}/kxl-check.service @ONLY)
+install(CODE "
+  if(CMAKE_INSTALL_PREFIX STREQUAL \"/usr\")
+    file(RPATH_REMOVE FILE \"\$ENV{DESTDIR}/usr/${CMAKE_INSTALL_BINDIR}/kxl\")
+  endif()
+  set(KXL_BINDIR \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}\")
+  configure_file(\"${kxl_packaging}/systemd/kxl-check.service.in\"
+    \"${PROJECT_BINARY_DIR}/kxl-check.service\" @ONLY)" COMPONENT tools)
 install(FILES ${PROJECT_BINARY_DIR}/kxl-check.service ${kxl_packaging}/systemd/kxl-check.timer
   DESTINATION lib/systemd/user COMPONENT tools)
-kxl_install_documents(tools kxl-tools docs/administration.md)
+kxl_install_documents(tools kxl-tools docs/administration.md docs/sandboxes.md)
 install(FILES ${kxl_prepared}/kxl.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
 install(FILES tools/kxl/completion/kxl.bash RENAME kxl
   DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions COMPONENT tools)
@@ -109,3 +119,7 @@ kxl_install_documents(updater kxl-updater-reference tools/updater/README.md)
 install(FILES ${kxl_packaging}/debian/kxl-updater-reference.lintian-overrides EXCLUDE_FROM_ALL
   COMPONENT updater DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/lintian/overrides
   RENAME kxl-updater-reference)
+
+# What the last installation from this folder has written; folders stay.
+add_custom_target(uninstall COMMAND ${CMAKE_COMMAND}
+  -D MANIFEST=${PROJECT_BINARY_DIR}/install_manifest.txt -P ${PROJECT_SOURCE_DIR}/cmake/uninstall.cmake)

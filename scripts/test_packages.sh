@@ -108,6 +108,10 @@ for file in "$root/$library_folder/libkxl.so.6" "$root/$bundle/Contents/MacOS/Ke
   file -L "$file" | grep -q ', stripped' || fail "$file is missing or not stripped"
 done
 
+# The same sources give the same bytes wherever they are built.
+built=$(grep -rlF -e "$build" -e "$source" "$root/usr" "$root/opt" || true)
+[ -z "$built" ] || fail "this names the folder that it was built in: $built"
+
 # Each function has a page, and each link of a document leads to a document, or to a heading of it.
 while read -r function; do
   zcat "$root/usr/share/man/man3/$function.3.gz" | grep -q "$function" || fail "no page for $function"
@@ -124,8 +128,7 @@ done
 
 # The example, compiled against what is installed and by both ways of finding it.
 example=$root/usr/share/doc/libkxl-dev/examples/host.c
-flags=$(PKG_CONFIG_SYSROOT_DIR="$root" PKG_CONFIG_LIBDIR="$root/$library_folder/pkgconfig" \
-  pkg-config --cflags --libs kxl)
+flags=$(PKG_CONFIG_LIBDIR="$root/$library_folder/pkgconfig" pkg-config --cflags --libs kxl)
 # shellcheck disable=SC2086 # a list of words
 cc "$example" -o "$work/host" $flags
 
