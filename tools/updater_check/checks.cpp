@@ -1,0 +1,13 @@
+#include "updater_check/check.h"
+
+namespace conformance {
+
+std::vector<Check> AllChecks() {
+  std::vector<Check> checks;
+  for (const auto& group : {QueryChecks}) {
+    checks.insert(checks.end(), group().begin(), group().end());
+  }
+  return checks;
+}
+
+}  // namespace conformance

@@ -1,0 +1,110 @@
+// The private machine that the body of a check runs on, as kxl-test-machine has made it, with the
+// updater to judge. What the body wants of the library it calls itself: its environment is the
+// machine's.
+#ifndef KXL_TOOLS_UPDATER_CHECK_MACHINE_H
+#define KXL_TOOLS_UPDATER_CHECK_MACHINE_H
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/launcher.h"
+#include "updater_check/places.h"
+
+namespace conformance {
+
+// Generous: what is judged is order and content. What has not come by then does not come.
+inline constexpr std::chrono::seconds kPatience{30};
+
+// Looks again and again; whether it held in time.
+bool Await(const std::function<bool()>& holds, std::chrono::milliseconds limit = kPatience);
+
+// Whether somebody holds the lock on the resource.
+bool IsHeld(const std::string& resource);
+
+// The launch modes, as variables.
+kxl::EnvironmentList Mode(const std::string& mode);
+inline kxl::EnvironmentList ManualCheck() { return Mode("0"); }
+inline kxl::EnvironmentList ScheduledCheck() { return Mode("1"); }
+inline kxl::EnvironmentList Fetch() { return Mode("3"); }
+inline kxl::EnvironmentList NothingLeft() { return Mode("5"); }
+
+class Machine {
+ public:
+  // The one that this process's environment names. Updaters that are started from now on are
+  // children of this process in the end, whoever starts them.
+  Machine();
+  ~Machine();  // kills those that still run
+  Machine(const Machine&) = delete;
+  Machine& operator=(const Machine&) = delete;
+
+  const Places places;
+
+  // An identifier that nobody else on the system uses, with the text somewhere in it; the same for
+  // the same text.
+  std::string Application(std::string_view text = "") const;
+
+  // Starts the updater as the library does, with that task and none of an earlier one. The process.
+  pid_t Start(const kxl::EnvironmentList& task);
+  pid_t StartAction(const std::string& id);
+  // With the folder of the answer, as the library makes it. The answer is AnswerOf(id).
+  pid_t StartQuery(const std::string& id);
+  std::string AnswerOf(const std::string& id) const { return places.answers + "/" + id + "/7.xml"; }
+  // Asks the library whether an update waits for the application until that has an answer: the
+  // code, and the number. It breaks the rule when an updater ends without one.
+  std::int32_t Ask(const std::string& id, std::int32_t& number);
+
+  // Starts it so that it goes on and listens, with an action as its task, and waits until it owns
+  // its name on the bus. Skips the check when it never does.
+  pid_t StartListening();
+
+  // Runs the program as it stands, without the library's preparations: with this environment
+  // besides, and with the three standard streams closed if so asked.
+  enum class Streams : bool { kClosed, kNull };
+  pid_t StartBare(const kxl::EnvironmentList& environment, Streams streams);
+
+  // From now on the updaters that are started may read and write only what its modes allow, as if
+  // they were not root's. Skips the check where root cannot give that up.
+  static void GiveUpPrivileges();
+
+  // Whether all updaters, and whatever they have started, have ended.
+  bool HasEnded();
+  // Waits for that; it breaks the rule not to.
+  void AwaitEnd(std::chrono::milliseconds limit = kPatience);
+  void Run(const kxl::EnvironmentList& task) {
+    Start(task);
+    AwaitEnd();
+  }
+
+  // Puts a component, or an update, into the catalogue that the updater under test offers from.
+  void Offer(const std::string& name, const std::string& content,
+             std::string_view category = "parts", std::string_view version = "1.2");
+  void OfferUpdate(const std::string& id);
+
+  // Lists that the application lacks the components, as the library does before it tells anybody.
+  void List(const std::string& id, const std::vector<std::string>& names) const;
+  // The names of the listed components, in order. A list that does not parse breaks the rule.
+  std::vector<std::string> Listed() const;
+  // Whether a file with that content lies in the folder of downloads.
+  bool IsDownloaded(const std::string& content, const std::string& folder) const;
+  bool IsDownloaded(const std::string& content) const {
+    return IsDownloaded(content, places.downloads);
+  }
+
+ private:
+  pid_t NewChild();
+  void WriteCatalogue() const;
+
+  std::set<pid_t> known_;  // children
+  std::string catalogue_;
+};
+
+}  // namespace conformance
+
+#endif  // KXL_TOOLS_UPDATER_CHECK_MACHINE_H

@@ -1,0 +1,271 @@
+#include "updater_check/machine.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <kxl/kxl.h>
+#include <linux/capability.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <systemd/sd-bus.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <stdexcept>
+#include <thread>
+
+#include "esd/resource_locker.h"
+#include "esd/xml_document.h"
+#include "esd/xml_parser.h"
+#include "platform/folders.h"
+#include "stores/lock_files.h"
+#include "stores/missing_components.h"
+#include "updater_check/check.h"
+#include "updater_check/files.h"
+
+namespace conformance {
+
+namespace {
+
+// What an updater may be told by.
+constexpr std::array<const char*, 8> kTaskVariables = {
+    "notifyAppID",     "notifyFile",      "doActionAppID",    "KX_LAUNCH_MODE",
+    "KX_LAUNCH_APPID", "KX_DISPLAY_LANG", "KXL_UPDATER_STAY", "DBUS_SESSION_BUS_ADDRESS"};
+
+void ForgetTask() {
+  for (const char* name : kTaskVariables) unsetenv(name);
+}
+
+std::string RootOfThisProcess() {
+  const char* root = std::getenv("KXL_ROOT");
+  if (root == nullptr) throw std::runtime_error("this is no private machine");
+  return root;
+}
+
+// The parent of a process, by /proc; 0 when it has gone.
+pid_t ParentOf(const std::string& process) {
+  std::ifstream file("/proc/" + process + "/stat");
+  std::string stat;
+  std::getline(file, stat);
+  const std::size_t name = stat.rfind(')');  // which may hold anything
+  if (name == std::string::npos || name + 4 >= stat.size()) return 0;
+  return static_cast<pid_t>(std::atoi(stat.c_str() + name + 4));
+}
+
+std::set<pid_t> Children() {
+  std::set<pid_t> children;
+  DIR* const processes = opendir("/proc");
+  if (processes == nullptr) throw std::runtime_error("there is no /proc");
+  while (const dirent* entry = readdir(processes)) {
+    const std::string name = entry->d_name;
+    if (name[0] < '0' || name[0] > '9' || ParentOf(name) != getpid()) continue;
+    children.insert(static_cast<pid_t>(std::stol(name)));
+  }
+  closedir(processes);
+  return children;
+}
+
+}  // namespace
+
+bool Await(const std::function<bool()>& holds, std::chrono::milliseconds limit) {
+  const auto end = std::chrono::steady_clock::now() + limit;
+  while (!holds()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return true;
+}
+
+bool IsHeld(const std::string& resource) { return fs::exists(esd::SemaphorePath(resource)); }
+
+kxl::EnvironmentList Mode(const std::string& mode) { return {{"KX_LAUNCH_MODE", mode}}; }
+
+Machine::Machine() : places(RootOfThisProcess()) {
+  if (prctl(PR_SET_CHILD_SUBREAPER, 1) != 0) throw std::runtime_error("no process can be adopted");
+  ForgetTask();
+  std::string folder;
+  if (!kxl::GetDataFolder(folder) || folder != places.data) {
+    throw std::runtime_error("the machine's files lie in " + folder);
+  }
+  WriteCatalogue();
+}
+
+Machine::~Machine() {
+  const auto killAll = [this] {
+    for (const pid_t child : Children()) kill(child, SIGKILL);
+    return HasEnded();
+  };
+  try {
+    Await(killAll, std::chrono::seconds(5));
+  } catch (const std::exception&) {
+    // whoever has made the machine kills what is left
+  }
+}
+
+// A file name is 255 bytes, and the updater may want some of them for itself.
+std::string Machine::Application(std::string_view text) const {
+  const fs::path root = places.root;
+  const std::string id = "kxl.check." + root.parent_path().filename().string() + "." +
+                         root.filename().string() + std::string(text);
+  std::ofstream(places.identifiers, std::ios::app | std::ios::binary) << id << '\0';
+  return id;
+}
+
+pid_t Machine::NewChild() {
+  for (const pid_t child : Children()) {
+    if (known_.insert(child).second) return child;
+  }
+  throw Broken("the updater is started", "nothing runs", {"Contents/MacOS/Kelda Updater"});
+}
+
+pid_t Machine::Start(const kxl::EnvironmentList& task) {
+  ForgetTask();
+  kxl::OpenUpdaterApplication(task);
+  const pid_t updater = NewChild();
+  ForgetTask();  // which a host does not, but the next start is another host's
+  return updater;
+}
+
+pid_t Machine::StartAction(const std::string& id) {
+  kxl::RunUpdaterExecutable({{"doActionAppID", id}}, kxl::Background::kYes);
+  return NewChild();
+}
+
+pid_t Machine::StartQuery(const std::string& id) {
+  fs::create_directories(fs::path(AnswerOf(id)).parent_path());
+  kxl::RunUpdaterExecutable({{"notifyAppID", id}, {"notifyFile", AnswerOf(id)}},
+                            kxl::Background::kYes);
+  return NewChild();
+}
+
+std::int32_t Machine::Ask(const std::string& id, std::int32_t& number) {
+  const auto call = [&] {
+    return KXLIsUpdateAvailable(id.c_str(), "Name", "/opt/folder", 7, &number, false);
+  };
+  std::int32_t code = call();
+  if (code != ESD_ERR_NOTIFY_PENDING) return code;
+  Require(Await([&] {
+            return (fs::exists(AnswerOf(id)) && !IsHeld(kxl::RequestLockName(id))) || HasEnded();
+          }),
+          "the updater answers a query, or ends", "it does neither", {AnswerOf(id)});
+  code = call();
+  Require(code != ESD_ERR_NOTIFY_PENDING, "an updater that has ended has answered the query",
+          "the query is pending still",
+          {AnswerOf(id), esd::SemaphorePath(kxl::RequestLockName(id))});
+  return code;
+}
+
+void Machine::GiveUpPrivileges() {
+  if (geteuid() != 0) return;
+  for (const int capability : {CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH}) {
+    if (prctl(PR_CAPBSET_DROP, capability) != 0) throw Skipped("root may read everything");
+  }
+}
+
+pid_t Machine::StartListening() {
+  sd_bus* bus = nullptr;
+  if (sd_bus_open_user(&bus) < 0) throw std::runtime_error("the session bus cannot be reached");
+  setenv("KXL_UPDATER_STAY", "600", 1);
+  const pid_t updater = StartAction(Application());
+  unsetenv("KXL_UPDATER_STAY");
+  const bool isThere = Await(
+      [&] {
+        return sd_bus_get_name_creds(bus, "com.kelda.updater6", 0, nullptr) >= 0 || HasEnded();
+      },
+      kPatience);
+  sd_bus_flush_close_unref(bus);
+  if (!isThere || HasEnded()) throw Skipped("the updater does not stay to listen");
+  return updater;
+}
+
+pid_t Machine::StartBare(const kxl::EnvironmentList& environment, Streams streams) {
+  std::string bundle;
+  kxl::GetUpdaterBundlePath(bundle);
+  const std::string program = kxl::ExecutableInBundle(bundle);
+  const pid_t child = fork();
+  if (child == 0) {
+    for (const auto& [name, value] : environment) setenv(name.c_str(), value.c_str(), 1);
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) close(stream);
+    if (streams == Streams::kNull) {
+      open("/dev/null", O_RDWR);
+      dup(STDIN_FILENO);
+      dup(STDIN_FILENO);
+    }
+    execl(program.c_str(), program.c_str(), nullptr);
+    _exit(127);
+  }
+  known_.insert(child);
+  return child;
+}
+
+bool Machine::HasEnded() {
+  for (;;) {
+    const pid_t ended = waitpid(-1, nullptr, WNOHANG | __WALL);
+    if (ended == 0) return false;
+    if (ended == -1) return errno == ECHILD;
+    known_.erase(ended);
+  }
+}
+
+void Machine::AwaitEnd(std::chrono::milliseconds limit) {
+  if (Await([this] { return HasEnded(); }, limit)) return;
+  throw Broken("the updater ends when its task is done",
+               "it still runs after " + std::to_string(limit.count() / 1000) + " seconds");
+}
+
+void Machine::Offer(const std::string& name, const std::string& content, std::string_view category,
+                    std::string_view version) {
+  WriteFile(places.catalogue + "/" + name + ".dat", content);
+  catalogue_ += "<Component name=\"" + name + "\" category=\"" + std::string(category) +
+                "\" version=\"" + std::string(version) + "\" file=\"" + name + ".dat\"/>\n";
+  WriteCatalogue();
+}
+
+void Machine::OfferUpdate(const std::string& id) {
+  catalogue_ += "<Update appID=\"" + id + "\"/>\n";
+  WriteCatalogue();
+}
+
+void Machine::WriteCatalogue() const {
+  WriteWhole(places.catalogue + "/catalogue.xml", "<Catalogue>\n" + catalogue_ + "</Catalogue>\n");
+}
+
+void Machine::List(const std::string& id, const std::vector<std::string>& names) const {
+  kxl::KeldaUpdaterMissingCompsManager list;
+  for (const std::string& name : names) {
+    if (list.AddMissingComponent({id.c_str(), "Name", "/opt/folder", 4, name.c_str(), "parts",
+                                  "1.2"}) != kxl::AddResult::kAdded) {
+      throw Broken("an application can list a component",
+                   "the list is locked, or can be neither read nor written", {places.components});
+    }
+  }
+}
+
+std::vector<std::string> Machine::Listed() const {
+  std::vector<std::string> names;
+  const std::string text = ReadFile(places.components);
+  if (text.empty() && !fs::exists(places.components)) return names;
+  esd::ExpatDOMBuilder builder;
+  Require(builder.Init() && builder.ParseText(text), "the list of missing components is whole",
+          "it does not parse:\n" + text.substr(0, 500), {places.components});
+  for (const auto& component : esd::SearchResult(builder.Document())
+                                   .FindChildren(esd::NameIs("KeldaUpdaterMissingCompsManager"))
+                                   .FindChildren(esd::NameIs("KeldaUpdaterMissingCompsApp"))
+                                   .FindChildren(esd::NameIs("AMissingComponent"))) {
+    names.emplace_back(component->GetAttribute("name").value_or("(no name)"));
+  }
+  return names;
+}
+
+bool Machine::IsDownloaded(const std::string& content, const std::string& folder) const {
+  std::error_code error;
+  const fs::recursive_directory_iterator files(folder, error);
+  return std::any_of(begin(files), end(files), [&](const fs::directory_entry& entry) {
+    return entry.is_regular_file() && ReadFile(entry.path()) == content;
+  });
+}
+
+}  // namespace conformance
