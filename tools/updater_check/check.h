@@ -49,7 +49,11 @@ inline void Require(bool holds, std::string_view expected, std::string_view seen
 }
 
 // The groups, one file each.
+std::span<const Check> StartingChecks();
 std::span<const Check> QueryChecks();
+std::span<const Check> ListChecks();
+std::span<const Check> ComponentChecks();
+std::span<const Check> PreferenceChecks();
 
 // In that order.
 std::vector<Check> AllChecks();

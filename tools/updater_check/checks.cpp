@@ -4,7 +4,8 @@ namespace conformance {
 
 std::vector<Check> AllChecks() {
   std::vector<Check> checks;
-  for (const auto& group : {QueryChecks}) {
+  for (const auto& group :
+       {StartingChecks, QueryChecks, ListChecks, ComponentChecks, PreferenceChecks}) {
     checks.insert(checks.end(), group().begin(), group().end());
   }
   return checks;

@@ -15,9 +15,6 @@ namespace conformance {
 
 namespace fs = std::filesystem;
 
-// What every file in XML begins with.
-inline constexpr char kDeclaration[] = "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n";
-
 std::string ReadFile(const std::string& path);                   // empty when there is none
 void WriteFile(const std::string& path, std::string_view text);  // makes its folders
 // As the updater has to find it: read by another process, it never appears half written.

@@ -28,6 +28,12 @@ bool Await(const std::function<bool()>& holds, std::chrono::milliseconds limit =
 // Whether somebody holds the lock on the resource.
 bool IsHeld(const std::string& resource);
 
+// Requires that it is free.
+void RequireFree(const std::string& resource);
+
+// The date where the user is, as the preferences have it.
+std::string Today();
+
 // The launch modes, as variables.
 kxl::EnvironmentList Mode(const std::string& mode);
 inline kxl::EnvironmentList ManualCheck() { return Mode("0"); }
@@ -64,14 +70,21 @@ class Machine {
   // its name on the bus. Skips the check when it never does.
   pid_t StartListening();
 
-  // Runs the program as it stands, without the library's preparations: with this environment
-  // besides, and with the three standard streams closed if so asked.
-  enum class Streams : bool { kClosed, kNull };
-  pid_t StartBare(const kxl::EnvironmentList& environment, Streams streams);
+  // Runs the program itself, with the three standard streams closed.
+  pid_t StartWithoutStreams(const kxl::EnvironmentList& task);
 
+  // What this process hands on to the updaters that it starts from now on. An empty text unsets the
+  // variable.
+  static void Set(const std::string& name, const std::string& value);
+  static void SetUmask(mode_t mask);
   // From now on the updaters that are started may read and write only what its modes allow, as if
   // they were not root's. Skips the check where root cannot give that up.
   static void GiveUpPrivileges();
+
+  // Gives the folder to another group than this process's own, for the files in it to belong to.
+  // That group; skips the check where there is none.
+  static gid_t GiveToAnotherGroup(const std::string& folder);
+  static gid_t GroupOf(const std::string& path);
 
   // Whether all updaters, and whatever they have started, have ended.
   bool HasEnded();
@@ -82,13 +95,22 @@ class Machine {
     AwaitEnd();
   }
 
+  // Requires that a check has been recorded in these preferences.
+  void RequireRecorded(const std::string& preferences) const;
+  void RequireRecorded() const { RequireRecorded(places.preferences); }
+
   // Puts a component, or an update, into the catalogue that the updater under test offers from.
   void Offer(const std::string& name, const std::string& content,
              std::string_view category = "parts", std::string_view version = "1.2");
   void OfferUpdate(const std::string& id);
 
+  // Has the library list that the application lacks the component of that name, and tell the
+  // updater or start it.
+  static void Report(const std::string& id, const std::string& name);
+
   // Lists that the application lacks the components, as the library does before it tells anybody.
   void List(const std::string& id, const std::vector<std::string>& names) const;
+  void List(const std::string& name) const { List(Application(), {name}); }
   // The names of the listed components, in order. A list that does not parse breaks the rule.
   std::vector<std::string> Listed() const;
   // Whether a file with that content lies in the folder of downloads.

@@ -5,6 +5,7 @@
 #include <kxl/kxl.h>
 #include <linux/capability.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <systemd/sd-bus.h>
 #include <unistd.h>
@@ -12,7 +13,9 @@
 #include <algorithm>
 #include <array>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <fstream>
 #include <stdexcept>
 #include <thread>
@@ -21,10 +24,12 @@
 #include "esd/xml_document.h"
 #include "esd/xml_parser.h"
 #include "platform/folders.h"
+#include "platform/local_date.h"
 #include "stores/lock_files.h"
 #include "stores/missing_components.h"
 #include "updater_check/check.h"
 #include "updater_check/files.h"
+#include "util/date_text.h"
 
 namespace conformance {
 
@@ -80,6 +85,19 @@ bool Await(const std::function<bool()>& holds, std::chrono::milliseconds limit) 
 }
 
 bool IsHeld(const std::string& resource) { return fs::exists(esd::SemaphorePath(resource)); }
+
+void RequireFree(const std::string& resource) {
+  Require(!IsHeld(resource), "a lock is free when its updater has ended", "it is still held",
+          {resource, esd::SemaphorePath(resource)});
+}
+
+std::string Today() {
+  const std::chrono::year_month_day today = kxl::LocalDate(std::time(nullptr));
+  std::array<char, 16> text;
+  std::snprintf(text.data(), text.size(), "%04d-%02u-%02u", static_cast<int>(today.year()),
+                static_cast<unsigned>(today.month()), static_cast<unsigned>(today.day()));
+  return text.data();
+}
 
 kxl::EnvironmentList Mode(const std::string& mode) { return {{"KX_LAUNCH_MODE", mode}}; }
 
@@ -181,24 +199,48 @@ pid_t Machine::StartListening() {
   return updater;
 }
 
-pid_t Machine::StartBare(const kxl::EnvironmentList& environment, Streams streams) {
+pid_t Machine::StartWithoutStreams(const kxl::EnvironmentList& task) {
   std::string bundle;
   kxl::GetUpdaterBundlePath(bundle);
   const std::string program = kxl::ExecutableInBundle(bundle);
   const pid_t child = fork();
   if (child == 0) {
-    for (const auto& [name, value] : environment) setenv(name.c_str(), value.c_str(), 1);
+    for (const auto& [name, value] : task) setenv(name.c_str(), value.c_str(), 1);
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) close(stream);
-    if (streams == Streams::kNull) {
-      open("/dev/null", O_RDWR);
-      dup(STDIN_FILENO);
-      dup(STDIN_FILENO);
-    }
     execl(program.c_str(), program.c_str(), nullptr);
     _exit(127);
   }
   known_.insert(child);
   return child;
+}
+
+void Machine::Set(const std::string& name, const std::string& value) {
+  if (value.empty()) {
+    unsetenv(name.c_str());
+  } else {
+    setenv(name.c_str(), value.c_str(), 1);
+  }
+}
+
+void Machine::SetUmask(mode_t mask) { umask(mask); }
+
+gid_t Machine::GiveToAnotherGroup(const std::string& folder) {
+  std::array<gid_t, 256> groups;
+  const int count = getgroups(groups.size(), groups.data());
+  const auto end = groups.begin() + std::max(count, 0);
+  const auto other =
+      std::find_if(groups.begin(), end, [](gid_t group) { return group != getgid(); });
+  const gid_t group = other != end ? *other : getgid() + 1;  // root may give to any
+  if (chown(folder.c_str(), static_cast<uid_t>(-1), group) != 0) {
+    throw Skipped("this user is in one group only");
+  }
+  SetMode(folder, 02775);
+  return group;
+}
+
+gid_t Machine::GroupOf(const std::string& path) {
+  struct stat state {};
+  return stat(path.c_str(), &state) == 0 ? state.st_gid : static_cast<gid_t>(-1);
 }
 
 bool Machine::HasEnded() {
@@ -214,6 +256,23 @@ void Machine::AwaitEnd(std::chrono::milliseconds limit) {
   if (Await([this] { return HasEnded(); }, limit)) return;
   throw Broken("the updater ends when its task is done",
                "it still runs after " + std::to_string(limit.count() / 1000) + " seconds");
+}
+
+void Machine::RequireRecorded(const std::string& preferences) const {
+  const std::string text = ReadFile(preferences);
+  const std::string date = Element(text, "KeldaUpdater", "LastDateCheck");
+  Require(kxl::ParseDate(date).has_value(), "LastDateCheck has the date of the check",
+          text.empty() ? "there are no preferences" : "it is " + date, {preferences});
+}
+
+void Machine::Report(const std::string& id, const std::string& name) {
+  const KXLMissingComponent component = {name.c_str(), "parts", "1.2"};
+  const KXLMissingComponent* const pointer = &component;
+  const KXLMissingComponentList list = {1, &pointer};
+  const std::int32_t code =
+      KXLDownloadMissingComponents(id.c_str(), "Name", "/opt/folder", nullptr, &list, 4, false);
+  Require(code == ESD_ERR_OK || code == KXL_ALL_LISTED, "an application can report a component",
+          "KXLDownloadMissingComponents answers " + std::to_string(code));
 }
 
 void Machine::Offer(const std::string& name, const std::string& content, std::string_view category,

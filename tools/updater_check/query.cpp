@@ -20,11 +20,6 @@ using std::chrono::milliseconds;
 
 std::string LockOf(const std::string& id) { return kxl::RequestLockName(id); }
 
-void RequireFree(const std::string& id) {
-  Require(!IsHeld(LockOf(id)), "the query's lock is free when the updater has ended",
-          "it is still held", {esd::SemaphorePath(LockOf(id))});
-}
-
 void RequireAnswer(const Machine& machine, const std::string& id) {
   Require(fs::exists(machine.AnswerOf(id)), "the query is answered", "there is no answer",
           {machine.AnswerOf(id)});
@@ -152,7 +147,7 @@ constexpr Check kChecks[] = {
          machine.StartQuery(id);
          machine.AwaitEnd();
          RequireAnswer(machine, id);
-         RequireFree(id);
+         RequireFree(LockOf(id));
        }
      }},
     {"query-busy", "query-busy",
@@ -179,7 +174,7 @@ constexpr Check kChecks[] = {
        }
        machine.AwaitEnd();
        RequireAnswer(machine, id);
-       RequireFree(id);
+       RequireFree(LockOf(id));
      }},
     {"query-several", "query-busy", "of several updaters at once one answers, and all end",
      [](Machine& machine) {
@@ -189,7 +184,7 @@ constexpr Check kChecks[] = {
        machine.AwaitEnd();
        reader.RequireWhole("an answer that has its name is whole");
        RequireAnswer(machine, id);
-       RequireFree(id);
+       RequireFree(LockOf(id));
      }},
     {"query-terminated", "locks-signals", "SIGTERM in the middle of a query leaves no lock",
      [](Machine& machine) {
@@ -201,7 +196,7 @@ constexpr Check kChecks[] = {
          Await([&] { return machine.HasEnded(); }, milliseconds(200));
        }
        machine.AwaitEnd();
-       RequireFree(id);
+       RequireFree(LockOf(id));
      }},
     {"query-killed", "query-killed", "after a killed updater the next one answers",
      [](Machine& machine) {
@@ -231,7 +226,7 @@ constexpr Check kChecks[] = {
        machine.AwaitEnd();
        Require(!fs::exists(folder), "nobody makes the folder of a question that was given up",
                "it is there again", {folder});
-       RequireFree(id);
+       RequireFree(LockOf(id));
      }},
 };
 
