@@ -54,6 +54,12 @@ std::span<const Check> QueryChecks();
 std::span<const Check> ListChecks();
 std::span<const Check> ComponentChecks();
 std::span<const Check> PreferenceChecks();
+std::span<const Check> HoldChecks();
+std::span<const Check> MessageChecks();
+std::span<const Check> AdministratorChecks();
+std::span<const Check> LockChecks();
+std::span<const Check> FailureChecks();
+std::span<const Check> EndingChecks();
 
 // In that order.
 std::vector<Check> AllChecks();

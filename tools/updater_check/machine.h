@@ -56,6 +56,11 @@ class Machine {
   // the same text.
   std::string Application(std::string_view text = "") const;
 
+  // The resources of all locks but a query's.
+  std::vector<std::string> Locks() const {
+    return {places.applications, places.components, places.preferences, places.holds};
+  }
+
   // Starts the updater as the library does, with that task and none of an earlier one. The process.
   pid_t Start(const kxl::EnvironmentList& task);
   pid_t StartAction(const std::string& id);
@@ -85,6 +90,13 @@ class Machine {
   // That group; skips the check where there is none.
   static gid_t GiveToAnotherGroup(const std::string& folder);
   static gid_t GroupOf(const std::string& path);
+
+  // Puts a disk of a megabyte in the place of the folder, empty, for this process and the updaters
+  // that it starts from now on. Skips the check where that is not allowed.
+  static void MountSmallDisk(const std::string& folder);
+  // Makes a file of all the room that is left.
+  static void FillDisk(const std::string& filler);
+  static void MakeFifo(const std::string& path);
 
   // Whether all updaters, and whatever they have started, have ended.
   bool HasEnded();

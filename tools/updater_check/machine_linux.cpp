@@ -4,10 +4,11 @@
 #include <fcntl.h>
 #include <kxl/kxl.h>
 #include <linux/capability.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <systemd/sd-bus.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -25,10 +26,12 @@
 #include "esd/xml_parser.h"
 #include "platform/folders.h"
 #include "platform/local_date.h"
+#include "platform/regular_file.h"
 #include "stores/lock_files.h"
 #include "stores/missing_components.h"
 #include "updater_check/check.h"
 #include "updater_check/files.h"
+#include "updater_check/session_bus.h"
 #include "util/date_text.h"
 
 namespace conformance {
@@ -184,18 +187,13 @@ void Machine::GiveUpPrivileges() {
 }
 
 pid_t Machine::StartListening() {
-  sd_bus* bus = nullptr;
-  if (sd_bus_open_user(&bus) < 0) throw std::runtime_error("the session bus cannot be reached");
-  setenv("KXL_UPDATER_STAY", "600", 1);
+  const SessionBus bus;
+  Set("KXL_UPDATER_STAY", "600");
   const pid_t updater = StartAction(Application());
-  unsetenv("KXL_UPDATER_STAY");
-  const bool isThere = Await(
-      [&] {
-        return sd_bus_get_name_creds(bus, "com.kelda.updater6", 0, nullptr) >= 0 || HasEnded();
-      },
-      kPatience);
-  sd_bus_flush_close_unref(bus);
-  if (!isThere || HasEnded()) throw Skipped("the updater does not stay to listen");
+  Set("KXL_UPDATER_STAY", "");
+  const bool isThere =
+      Await([&] { return bus.HasOwner("com.kelda.updater6") || HasEnded(); }) && !HasEnded();
+  if (!isThere) throw Skipped("the updater does not stay to listen");
   return updater;
 }
 
@@ -223,6 +221,36 @@ void Machine::Set(const std::string& name, const std::string& value) {
 }
 
 void Machine::SetUmask(mode_t mask) { umask(mask); }
+
+// In a name space of this process's own, where whoever may make one may mount something.
+void Machine::MountSmallDisk(const std::string& folder) {
+  const std::string user = std::to_string(geteuid());
+  const std::string group = std::to_string(getegid());
+  if (unshare(geteuid() == 0 ? CLONE_NEWNS : CLONE_NEWNS | CLONE_NEWUSER) != 0) {
+    throw Skipped("no file system may be mounted");
+  }
+  if (user != "0") {
+    std::ofstream("/proc/self/setgroups") << "deny";
+    std::ofstream("/proc/self/uid_map") << user << ' ' << user << " 1";
+    std::ofstream("/proc/self/gid_map") << group << ' ' << group << " 1";
+  }
+  if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+      mount("tmpfs", folder.c_str(), "tmpfs", 0, "size=1m,mode=0700") != 0) {
+    throw Skipped("no file system may be mounted");
+  }
+}
+
+void Machine::FillDisk(const std::string& filler) {
+  const kxl::FileDescriptor file(open(filler.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+  const std::string page(4096, 'x');
+  while (write(file.get(), page.data(), page.size()) > 0) {
+  }
+}
+
+void Machine::MakeFifo(const std::string& path) {
+  fs::remove_all(path);
+  mkfifo(path.c_str(), 0600);
+}
 
 gid_t Machine::GiveToAnotherGroup(const std::string& folder) {
   std::array<gid_t, 256> groups;
