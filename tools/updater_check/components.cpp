@@ -5,6 +5,8 @@
 #include <string>
 #include <thread>
 
+#include "esd/resource_locker.h"
+#include "stores/lock_files.h"
 #include "updater_check/check.h"
 #include "updater_check/documents.h"
 #include "updater_check/files.h"
@@ -41,6 +43,35 @@ constexpr Check kChecks[] = {
                  "there is no file with the " + std::string(content), {machine.places.downloads});
        }
        RequireListed(machine, {"nobody's", "gone"}, "what is not to be had stays listed");
+     }},
+    {"components-every-task", "components-last-look",
+     "whatever its task was, an updater fetches in the end what is listed",
+     [](Machine& machine) {
+       const std::string id = machine.Application();
+       machine.Offer("one", "content of one");
+       const auto require = [&](std::string_view task) {
+         machine.AwaitEnd();
+         RequireListed(machine, {},
+                       "who has found an updater at work, " + std::string(task) +
+                           ", has started no other one");
+         machine.List("one");
+       };
+       machine.List("one");
+       for (const auto& [task, variables] :
+            {std::pair("a manual check", ManualCheck()),
+             std::pair("a scheduled check", ScheduledCheck()),
+             std::pair("the end of the last application", NothingLeft())}) {
+         machine.Start(variables);
+         require(task);
+       }
+       machine.StartAction(id);
+       require("an action");
+       machine.StartQuery(id);
+       require("a query");
+       esd::ResourceLocker other(kxl::RequestLockName(id), 0);
+       other.Lock();
+       machine.StartQuery(id);
+       require("a query that another one answers");
      }},
     {"components-any-name", "components-any-name", "the name * stands for any",
      [](Machine& machine) {

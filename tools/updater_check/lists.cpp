@@ -233,17 +233,22 @@ constexpr Check kChecks[] = {
      [](Machine& machine) {
        machine.Offer("one", "content of one");
        const std::string list = machine.places.components;
-       const std::string whole = MissingComponents(Lacking(machine, "two"));
+       const std::string whole = MissingComponents(Lacking(machine, "one"));
        for (const std::string& damaged :
             {std::string("no XML"), whole.substr(0, whole.size() - 3), whole + "<another/>",
              "<!DOCTYPE a [<!ENTITY b \"c\">]>" + whole, whole + std::string("\0", 1),
-             MissingComponents(Repeated("<a>", 300) + Repeated("</a>", 300))}) {
+             MissingComponents(Lacking(machine, "one") + Repeated("<a>", 300) +
+                               Repeated("</a>", 300))}) {
          WriteFile(list, damaged);
          fs::remove(list + ".damaged");
+         fs::remove_all(machine.places.downloads);
          machine.Run(Fetch());
+         const std::string what = damaged.substr(0, 200);
          Require(ReadFile(list) == damaged || ReadFile(list + ".damaged") == damaged,
-                 "what was in the list is there, or set aside: " + damaged.substr(0, 200),
-                 "it is lost", {list, list + ".damaged"});
+                 "what was in the list is there, or set aside: " + what, "it is lost",
+                 {list, list + ".damaged"});
+         Require(!machine.IsDownloaded("content of one"), "nothing of it is fetched: " + what,
+                 "the component was fetched", {list});
          fs::remove(list);
          machine.List("one");
          machine.Run(Fetch());
