@@ -46,13 +46,20 @@ constexpr Check kChecks[] = {
      [](Machine& machine) {
        machine.Offer("one", "content of one");
        const pid_t updater = machine.StartListening();
+       const auto awaitFetched = [&](std::chrono::milliseconds limit) {
+         return Await([&] { return !fs::exists(machine.places.components); }, limit);
+       };
+       // Behind its look at the beginning: it has been told of something.
+       for (int i = 0; i < 2; ++i) {
+         Machine::Report(machine.Application(), "one");
+         awaitFetched(kPatience);
+       }
        WriteFile(machine.places.administratorsList, kSwitchedOff);
        machine.List("one");  // and tells nobody
-       const bool isFetched =
-           Await([&] { return !fs::exists(machine.places.components); }, std::chrono::seconds(1));
+       const bool isFetched = awaitFetched(std::chrono::seconds(1));
        Require(!isFetched, "what nobody has told it of is not fetched", "it was",
                {machine.places.components, machine.places.administratorsList});
-       kill(updater, SIGTERM);
+       Signal(updater, SIGTERM);
        machine.AwaitEnd();
      },
      Bus::kYes},

@@ -47,7 +47,7 @@ constexpr Check kChecks[] = {
      [](Machine& machine) {
        for (const auto& task : {ManualCheck(), Fetch(), NothingLeft()}) {
          const pid_t updater = machine.Start(task);
-         Await([&] { return machine.HasEnded() || kill(updater, 0) != 0; });
+         Await([&] { return machine.HasEnded() || !IsThere(updater); });
          Require(Await([&] { return machine.HasEnded(); }, std::chrono::seconds(5)),
                  "what an updater has started ends with it", "a process runs on");
        }
@@ -60,11 +60,12 @@ constexpr Check kChecks[] = {
        const auto start = Clock::now();
        machine.Run(Fetch());
        const auto life = Clock::now() - start;
-       for (int round = 0; round < kRounds; ++round) {
+       const auto end = Clock::now() + kLongEnough;
+       for (int round = 0; round < kRounds && Clock::now() < end; ++round) {
          machine.List(machine.Application(), {"one"});
          const pid_t updater = machine.Start(Fetch());
          std::this_thread::sleep_for(life * round / kRounds);
-         kill(updater, SIGKILL);
+         Signal(updater, SIGKILL);
          machine.AwaitEnd();
          for (const std::string& resource : machine.Locks()) {
            esd::ResourceLocker(resource, 0).Unlock(esd::Force::kYes);
@@ -84,7 +85,7 @@ constexpr Check kChecks[] = {
      [](Machine& machine) {
        for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
          const pid_t updater = machine.StartListening();
-         kill(updater, signal);
+         Signal(updater, signal);
          machine.AwaitEnd();
          Require(!SessionBus().HasOwner("com.kelda.updater6"),
                  "nobody owns com.kelda.updater6 any more", "somebody does");
@@ -98,10 +99,11 @@ constexpr Check kChecks[] = {
        machine.Offer("one", "content of one");
        const std::string id = machine.Application();
        auto ending = Clock::duration::zero();
-       for (int round = -2; round < kRounds; ++round) {
+       const auto end = Clock::now() + kLongEnough;
+       for (int round = -2; round < kRounds && Clock::now() < end; ++round) {
          const pid_t updater = machine.StartListening();
          const auto start = Clock::now();
-         kill(updater, SIGTERM);
+         Signal(updater, SIGTERM);
          if (round >= 0) {
            std::this_thread::sleep_until(start + ending * round / kRounds);
            Machine::Report(id, "one");

@@ -1,6 +1,5 @@
 // The locks of the files: one at a time, for a moment, waited for, and always given back.
 #include <kxl/kxl.h>
-#include <sys/stat.h>
 
 #include <chrono>
 #include <csignal>
@@ -34,12 +33,6 @@ std::string GiveWork(Machine& machine) {
 
 void RequireAllFree(const Machine& machine) {
   for (const std::string& resource : machine.Locks()) RequireFree(resource);
-}
-
-// Which file stands for a lock while it is held; 0 while it is free.
-ino_t Holding(const std::string& resource) {
-  struct stat state {};
-  return stat(esd::SemaphorePath(resource).c_str(), &state) == 0 ? state.st_ino : 0;
 }
 
 constexpr Check kChecks[] = {
@@ -95,14 +88,14 @@ constexpr Check kChecks[] = {
        // while keeps nobody else from a lock.
        constexpr int kTooMany = 500;
        struct Hold {
-         ino_t file = 0;
+         std::uint64_t file = 0;
          int looks = 0;
        };
        std::map<std::string, Hold> holds;
        Await([&] {
          for (const std::string& resource : machine.Locks()) {
            Hold& hold = holds[resource];
-           const ino_t file = Holding(resource);
+           const std::uint64_t file = HoldOn(resource);
            hold.looks = file != 0 && file == hold.file ? hold.looks + 1 : 0;
            hold.file = file;
            Require(hold.looks < kTooMany, "a lock is held for milliseconds",
@@ -141,12 +134,12 @@ constexpr Check kChecks[] = {
          others.push_back(std::make_unique<esd::ResourceLocker>(resource, 0));
          others.back()->Lock();
        }
-       std::map<std::string, ino_t> files;
-       for (const std::string& resource : machine.Locks()) files[resource] = Holding(resource);
+       std::map<std::string, std::uint64_t> files;
+       for (const std::string& resource : machine.Locks()) files[resource] = HoldOn(resource);
        for (const auto& task : {Fetch(), NothingLeft()}) machine.Start(task);
        machine.AwaitEnd(std::chrono::seconds(25));
        for (const std::string& resource : machine.Locks()) {
-         Require(Holding(resource) == files[resource], "another process's lock is left alone",
+         Require(HoldOn(resource) == files[resource], "another process's lock is left alone",
                  "it was removed", {resource, esd::SemaphorePath(resource)});
        }
        for (const std::string& path :
@@ -168,11 +161,11 @@ constexpr Check kChecks[] = {
          const pid_t updater = machine.Start(Fetch());
          // Locked for reading at first, and in the end for what was fetched.
          for (int nth = 0; nth <= round % 3; ++nth) {
-           const ino_t file = Holding(list);
-           while (!machine.HasEnded() && (Holding(list) == 0 || Holding(list) == file)) {
+           const std::uint64_t file = HoldOn(list);
+           while (!machine.HasEnded() && (HoldOn(list) == 0 || HoldOn(list) == file)) {
            }
          }
-         kill(updater, SIGTERM);
+         Signal(updater, SIGTERM);
          machine.AwaitEnd();
          RequireAllFree(machine);
          machine.Listed();

@@ -22,11 +22,20 @@ namespace conformance {
 // Generous: what is judged is order and content. What has not come by then does not come.
 inline constexpr std::chrono::seconds kPatience{30};
 
+// Rounds that have been tried by then are enough for an updater that takes its time.
+inline constexpr std::chrono::seconds kLongEnough{60};
+
 // Looks again and again; whether it held in time.
 bool Await(const std::function<bool()>& holds, std::chrono::milliseconds limit = kPatience);
 
-// Whether somebody holds the lock on the resource.
+// Sends the process a signal; whether there is that process.
+void Signal(pid_t process, int signal);
+bool IsThere(pid_t process);
+
+// Whether somebody holds the lock on the resource, and which hold that is: a number that no other
+// one has at the same time, 0 for none.
 bool IsHeld(const std::string& resource);
+std::uint64_t HoldOn(const std::string& resource);
 
 // Requires that it is free.
 void RequireFree(const std::string& resource);

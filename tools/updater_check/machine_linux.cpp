@@ -87,6 +87,15 @@ bool Await(const std::function<bool()>& holds, std::chrono::milliseconds limit) 
   return true;
 }
 
+void Signal(pid_t process, int signal) { kill(process, signal); }
+
+bool IsThere(pid_t process) { return kill(process, 0) == 0; }
+
+std::uint64_t HoldOn(const std::string& resource) {
+  struct stat state {};
+  return stat(esd::SemaphorePath(resource).c_str(), &state) == 0 ? state.st_ino : 0;
+}
+
 bool IsHeld(const std::string& resource) { return fs::exists(esd::SemaphorePath(resource)); }
 
 void RequireFree(const std::string& resource) {

@@ -104,8 +104,7 @@ int main(int argc, char** argv) {
     app.add_option("BUNDLE", options.bundle, "its folder, with Contents/MacOS/Kelda Updater");
     app.add_option("--only", options.only, "run this check, any number of times")
         ->type_name("NAME")
-        ->expected(1)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+        ->allow_extra_args(false);
     app.add_flag("--list", options.lists, "tell the checks: name, rule and promise");
     app.add_flag("--json", options.json, "one JSON object a line");
     app.set_version_flag("--version", "kxl-updater-check " KXL_CHECK_VERSION);

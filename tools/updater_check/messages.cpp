@@ -28,7 +28,7 @@ void AwaitFetched(Machine& machine, std::string_view when) {
 }
 
 void End(Machine& machine, pid_t updater) {
-  kill(updater, SIGTERM);
+  Signal(updater, SIGTERM);
   machine.AwaitEnd();
 }
 

@@ -1,6 +1,7 @@
 // Does an update wait? The one question that an application waits for an answer to.
 #include <kxl/kxl.h>
 
+#include <chrono>
 #include <csignal>
 #include <string>
 
@@ -40,13 +41,17 @@ class EverythingLocked {
   esd::ResourceLocker locks_[4];
 };
 
-// Stops an updater in the middle of a query: it has the query's lock and waits for another one, or
-// is done already.
+// How often something is tried that has to happen in the middle of a query, which may be short.
+constexpr int kTries = 20;
+
+// The updater, as soon as it has the query's lock, or when it is done already.
 pid_t StartQueryAndAwaitItsLock(Machine& machine, const std::string& id) {
   const pid_t updater = machine.StartQuery(id);
-  Require(Await([&] { return IsHeld(LockOf(id)) || machine.HasEnded(); }),
-          "the updater takes the query's lock", "it does not, and runs on",
-          {esd::SemaphorePath(LockOf(id))});
+  const auto end = std::chrono::steady_clock::now() + kPatience;
+  while (!IsHeld(LockOf(id)) && !machine.HasEnded()) {
+    Require(std::chrono::steady_clock::now() < end, "the updater takes the query's lock",
+            "it does not, and runs on", {esd::SemaphorePath(LockOf(id))});
+  }
   return updater;
 }
 
@@ -189,10 +194,14 @@ constexpr Check kChecks[] = {
     {"query-terminated", "locks-signals", "SIGTERM in the middle of a query leaves no lock",
      [](Machine& machine) {
        const std::string id = machine.Application();
+       for (int i = 0; i < kTries; ++i) {
+         Signal(StartQueryAndAwaitItsLock(machine, id), SIGTERM);
+         machine.AwaitEnd();
+         RequireFree(LockOf(id));
+       }
        {
          const EverythingLocked locked(machine.places);
-         const pid_t updater = StartQueryAndAwaitItsLock(machine, id);
-         kill(updater, SIGTERM);
+         Signal(StartQueryAndAwaitItsLock(machine, id), SIGTERM);
          Await([&] { return machine.HasEnded(); }, milliseconds(200));
        }
        machine.AwaitEnd();
@@ -203,8 +212,7 @@ constexpr Check kChecks[] = {
        const std::string id = machine.Application();
        {
          const EverythingLocked locked(machine.places);
-         const pid_t updater = StartQueryAndAwaitItsLock(machine, id);
-         kill(updater, SIGKILL);
+         Signal(StartQueryAndAwaitItsLock(machine, id), SIGKILL);
          machine.AwaitEnd();
        }
        esd::ResourceLocker(LockOf(id), 0).Unlock(esd::Force::kYes);
@@ -218,15 +226,16 @@ constexpr Check kChecks[] = {
      [](Machine& machine) {
        const std::string id = machine.Application();
        const std::string folder = fs::path(machine.AnswerOf(id)).parent_path();
-       {
-         const EverythingLocked locked(machine.places);
-         StartQueryAndAwaitItsLock(machine, id);
+       for (int i = 0; i < kTries; ++i) {
+         const pid_t updater = StartQueryAndAwaitItsLock(machine, id);
+         Signal(updater, SIGSTOP);
          fs::remove_all(folder);
+         Signal(updater, SIGCONT);
+         machine.AwaitEnd();
+         Require(!fs::exists(folder), "nobody makes the folder of a question that was given up",
+                 "it is there again", {folder});
+         RequireFree(LockOf(id));
        }
-       machine.AwaitEnd();
-       Require(!fs::exists(folder), "nobody makes the folder of a question that was given up",
-               "it is there again", {folder});
-       RequireFree(LockOf(id));
      }},
 };
 
