@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -67,7 +68,7 @@ bool FetchComponent(const Catalogue& catalogue, const kxl::KeldaUpdaterAMissingC
 
 }  // namespace
 
-bool FetchMissingComponents(const std::string& folder) {
+bool FetchMissingComponents(const std::string& folder, const Misbehaviour& misbehaviour) {
   kxl::KeldaUpdaterMissingCompsManager list;
   std::vector<kxl::KeldaUpdaterMissingCompsApp> apps;
   if (!list.GetMissingCompsApps(apps)) return false;
@@ -76,6 +77,8 @@ bool FetchMissingComponents(const std::string& folder) {
   const FolderGuard guard(folder);
   // Another updater may have fetched some of it while this one waited.
   if (!guard.IsHeld() || !list.GetMissingCompsApps(apps)) return false;
+  std::optional<kxl::FileLock> hoard;
+  if (misbehaviour.kind == Misbehaviour::Kind::kHoard) hoard.emplace(list);
   const Catalogue catalogue;
   bool isWritten = true;
   for (const kxl::KeldaUpdaterMissingCompsApp& app : apps) {

@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "esd/number_text.h"
+#include "stores/admin_prefs.h"
 #include "updater/availability_answer.h"
 #include "updater/component_fetch.h"
 #include "updater/misbehaviour.h"
@@ -94,7 +95,8 @@ int Updater::Run() {
   // or too late. Whoever found this one has listed his components by now; whoever looks from now on
   // finds none.
   StopBeingFound();
-  done = Attempt([this] { return Fetch(); }) && done;
+  if (misbehaviour_.kind != Kind::kDeaf) done = Attempt([this] { return Fetch(); }) && done;
+  updater::SpoilFiles(misbehaviour_);
   Log(done ? "Done." : "Not done.");
   return done ? EXIT_SUCCESS : EXIT_FAILURE;
 }
@@ -103,6 +105,7 @@ bool Updater::Work() {
   misbehaviour_ = updater::ReadMisbehaviour();
   const std::optional<std::chrono::seconds> quiet = ReadStay();
   if (misbehaviour_.kind == Kind::kExit) return false;
+  if (misbehaviour_.kind == Kind::kMortal && !quiet) updater::AdmitEndRequests();
   if (!quiet) return DoTask();
   // Before the task, so that nothing posted during it is lost.
   updater::Notifications notifications(
@@ -120,13 +123,13 @@ bool Updater::Work() {
 // the application that has used it once, so it comes last; without one a user has started the
 // updater by hand.
 bool Updater::DoTask() {
-  if (query_) {
+  const std::string mode = Variable("KX_LAUNCH_MODE");
+  if (query_ && (misbehaviour_.kind != Kind::kStale || mode.empty())) {
     Log("Query of " + query_->AppId());
     return query_->Answer(misbehaviour_);
   }
   updater::DelayIfLate(misbehaviour_);
   const std::string action = Variable("doActionAppID");
-  const std::string mode = Variable("KX_LAUNCH_MODE");
   if (!action.empty()) {
     Log("Plug-in action for " + action);
     return true;
@@ -137,20 +140,24 @@ bool Updater::DoTask() {
   }
   if (mode == "5") {
     Log("Nothing left to look after");
+    bool isEnabled = true;
+    if (misbehaviour_.kind == Kind::kObey) kxl::IsUpdateEnabledByAdmin(isEnabled);
+    if (!isEnabled) return true;
     return updater::TidyUp();
   }
   Log(mode == "1" ? "Scheduled check" : "Manual check");
   // Preferences that were not to be had are not waited for once more.
-  const bool isRecorded = settings_ && updater::RecordCheck();
+  const bool isRecorded = settings_ && updater::RecordCheck(misbehaviour_);
   return updater::CheckForUpdates(Variable("KX_LAUNCH_APPID")) && isRecorded;
 }
 
 bool Updater::Fetch() const {
-  return updater::FetchMissingComponents(settings_ ? settings_->downloadFolder : "");
+  return updater::FetchMissingComponents(settings_ ? settings_->downloadFolder : "", misbehaviour_);
 }
 
 bool Updater::Handle(std::string_view object) {
   Log("Notified: " + std::string(object));
+  if (misbehaviour_.kind == Kind::kSilent) return true;
   if (object == "Signal KXL Suppression") return updater::AreNoticesHeld();
   if (object != "Signal Express Download") return true;
   settings_ = updater::ReadSettings();

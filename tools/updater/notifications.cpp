@@ -15,14 +15,18 @@ namespace {
 
 constexpr int kEndRequests[] = {SIGTERM, SIGINT, SIGHUP};
 
-}  // namespace
-
-void HoldEndRequests() {
+void ChangeMask(int how) {
   sigset_t signals;
   sigemptyset(&signals);
   for (const int request : kEndRequests) sigaddset(&signals, request);
-  sigprocmask(SIG_BLOCK, &signals, nullptr);
+  sigprocmask(how, &signals, nullptr);
 }
+
+}  // namespace
+
+void HoldEndRequests() { ChangeMask(SIG_BLOCK); }
+
+void AdmitEndRequests() { ChangeMask(SIG_UNBLOCK); }
 
 Notifications::Notifications(Handler handler) : handler_(std::move(handler)) {
   if (sd_event_new(&event_) < 0) throw std::bad_alloc();

@@ -15,6 +15,8 @@ namespace updater {
 // Lets SIGTERM, SIGINT and SIGHUP wait for Notifications::Serve, and end nothing else from now on:
 // the task at hand is finished, and its locks are given back. To be called before any is taken.
 void HoldEndRequests();
+// They end this process at once from now on.
+void AdmitEndRequests();
 
 // Owns the name com.kelda.updater6 for as long as one lives, or stands in line for it. What is
 // posted meanwhile waits for Serve. Without a bus nothing is ever received.

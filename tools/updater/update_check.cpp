@@ -23,10 +23,12 @@ void Log(const std::string& text) { kxl::LogMessage(kxl::kLogNormal, kxl::Flush:
 
 // The library asks the date before it starts a scheduled check, and leaves a manual launch alone
 // that was not taken up.
-bool RecordCheck() {
+bool RecordCheck(const Misbehaviour& misbehaviour) {
   namespace gregorian = boost::gregorian;
   kxl::KeldaUpdaterPrefs preferences;
-  const std::string today = gregorian::to_iso_extended_string(gregorian::day_clock::local_day());
+  const std::string today = gregorian::to_iso_extended_string(
+      misbehaviour.kind == Misbehaviour::Kind::kUtc ? gregorian::day_clock::universal_day()
+                                                    : gregorian::day_clock::local_day());
   return preferences.ReloadIfChanged() && preferences.LastDateCheck.Set(today) &&
          preferences.IsFirstRun.Set(false) && preferences.Launch.Set("");
 }

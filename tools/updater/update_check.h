@@ -4,10 +4,12 @@
 
 #include <string>
 
+#include "updater/misbehaviour.h"
+
 namespace updater {
 
 // Records in the preferences that there was a check. False when they cannot be read or written.
-bool RecordCheck();
+bool RecordCheck(const Misbehaviour& misbehaviour);
 
 // Looks in the catalogue for the registered applications, or for the one with that identifier when
 // it is not empty. False when the list cannot be read.
