@@ -3,7 +3,8 @@
 #   development  what compiling and linking an application needs
 #   tools        the command, the administration guide, and the units that run it daily for a user who enables them
 #   python       the Python package, with what tells pip that it is there
-#   updater      the reference updater, left out of a whole installation: it is for testing only
+#   updater      the reference updater and the check of any other one, left out of a whole installation: they are
+#                for testing only
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -40,6 +41,7 @@ set(kxl_exclude_updater EXCLUDE_FROM_ALL)
 kxl_prepare(packaging/debian/changelog changelog.gz gzip -9nc)
 kxl_prepare(docs/man/kxl.1 kxl.1.gz gzip -9nc)
 kxl_prepare(docs/man/kxl.h.3 kxl.h.3.gz gzip -9nc)
+kxl_prepare(docs/man/kxl-updater-check.1 kxl-updater-check.1.gz gzip -9nc)
 kxl_install_notices(runtime libkxl6)
 kxl_install_notices(development libkxl-dev)
 kxl_install_notices(tools kxl-tools)
@@ -66,7 +68,8 @@ install(FILES ${PROJECT_BINARY_DIR}/kxl.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/p
   COMPONENT development)
 kxl_install_documents(development libkxl-dev
   docs/architecture.md docs/integration.md docs/updater.md)
-install(FILES examples/host.c DESTINATION ${kxl_doc}/libkxl-dev/examples COMPONENT development)
+install(FILES examples/host.c examples/updater.py DESTINATION ${kxl_doc}/libkxl-dev/examples
+  COMPONENT development)
 install(DIRECTORY examples/desktop DESTINATION ${kxl_doc}/libkxl-dev/examples COMPONENT development
   FILES_MATCHING PATTERN "*.h" PATTERN "*.cpp")
 # One page for all functions, found by the name of each.
@@ -115,6 +118,10 @@ install(TARGETS updater EXCLUDE_FROM_ALL COMPONENT updater RUNTIME DESTINATION
   "/opt/Kelda Utilities.localized/Kelda Updater6/Kelda Updater.app/Contents/MacOS")
 install(PROGRAMS tools/updater/kxl-test-machine EXCLUDE_FROM_ALL COMPONENT updater
   DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(TARGETS updater_check EXCLUDE_FROM_ALL COMPONENT updater
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(FILES ${kxl_prepared}/kxl-updater-check.1.gz EXCLUDE_FROM_ALL COMPONENT updater
+  DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 kxl_install_documents(updater kxl-updater-reference tools/updater/README.md)
 install(FILES ${kxl_packaging}/debian/kxl-updater-reference.lintian-overrides EXCLUDE_FROM_ALL
   COMPONENT updater DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/lintian/overrides

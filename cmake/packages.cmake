@@ -82,7 +82,8 @@ set(CPACK_DEBIAN_UPDATER_PACKAGE_SECTION devel)
 set(CPACK_DEBIAN_UPDATER_DESCRIPTION "Desktop applications and their updater (reference updater)
 A small updater to test applications against, which misbehaves on request. It
 stands where the Kelda Updater is expected, and downloads and installs nothing.
-The command kxl-test-machine runs an application on a private machine with it.")
+The command kxl-test-machine runs an application on a private machine with it,
+and kxl-updater-check checks another updater.")
 set(CPACK_DEBIAN_UPDATER_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_UPDATER_PACKAGE_DEPENDS libnss-wrapper)
 set(CPACK_DEBIAN_UPDATER_PACKAGE_RECOMMENDS "dbus-daemon, kxl-tools")

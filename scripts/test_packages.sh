@@ -98,7 +98,7 @@ unexpected=$(installed | grep -v -e "^$library_folder/libkxl\.so\(\.6\(\.[0-9.]*
   -e "^$library_folder/\(cmake/kxl\|pkgconfig\)/kxl" -e '^usr/include/kxl/kxl\.h\(pp\)\?$' \
   -e '^usr/bin/kxl$' -e '^usr/lib/\(sysusers\|tmpfiles\)\.d/kxl\.conf$' \
   -e '^usr/lib/systemd/user/kxl-check\.\(service\|timer\)$' \
-  -e '^usr/share/man/man[13]/\(kxl\.\|KXL\)' -e '^usr/bin/kxl-test-machine$' \
+  -e '^usr/share/man/man[13]/\(kxl[.-]\|KXL\)' -e '^usr/bin/kxl-\(test-machine\|updater-check\)$' \
   -e '^usr/share/doc/\(libkxl6\|libkxl-dev\|kxl-tools\|python3-kxl\|kxl-updater-reference\)/' \
   -e '^usr/lib/python3/dist-packages/kxl\(/[a-z_]*\.py\|/py\.typed\|-[0-9.]*\.egg-info\)$' \
   -e '^usr/share/lintian/overrides/kxl-updater-reference$' \
@@ -173,6 +173,8 @@ sed -n '/^## Python$/,/^```$/p' "$root/usr/share/doc/libkxl-dev/integration.md" 
   sed '1,/python$/d; $d' >"$work/host.py"
 [ "$(on_machine env PYTHONPATH="$root/usr/lib/python3/dist-packages" PYTHONDONTWRITEBYTECODE=1 \
   python3 "$work/host.py")" = Done. ] || fail "the guide's host does not run from the Python package"
+LD_LIBRARY_PATH=$root/$library_folder "$root/usr/bin/kxl-updater-check" --only query-number "$root/$bundle" \
+  >"$work/check.out" || fail "the installed updater does not pass a check: $(cat "$work/check.out")"
 [ "$(on_machine "$work/host" unregister)" = "not registered any more" ] ||
   fail "the guide's host was not registered"
 [ "$(on_machine "$work/smallest_c")" = "check for updates: 0" ] ||
