@@ -118,8 +118,10 @@ install(TARGETS updater EXCLUDE_FROM_ALL COMPONENT updater RUNTIME DESTINATION
   "/opt/Kelda Utilities.localized/Kelda Updater6/Kelda Updater.app/Contents/MacOS")
 install(PROGRAMS tools/updater/kxl-test-machine EXCLUDE_FROM_ALL COMPONENT updater
   DESTINATION ${CMAKE_INSTALL_BINDIR})
-install(TARGETS updater_check EXCLUDE_FROM_ALL COMPONENT updater
-  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+if(TARGET updater_check)
+  install(TARGETS updater_check EXCLUDE_FROM_ALL COMPONENT updater
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
 install(FILES ${kxl_prepared}/kxl-updater-check.1.gz EXCLUDE_FROM_ALL COMPONENT updater
   DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 kxl_install_documents(updater kxl-updater-reference tools/updater/README.md)
