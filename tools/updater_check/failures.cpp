@@ -5,6 +5,7 @@
 #include <functional>
 #include <string>
 
+#include "platform/regular_file.h"
 #include "updater_check/check.h"
 #include "updater_check/documents.h"
 #include "updater_check/files.h"
@@ -145,7 +146,9 @@ constexpr Check kChecks[] = {
     {"failures-large", "failures-large", "a list larger than 16 MiB is damaged, and not lost",
      [](Machine& machine) {
        const std::string list = machine.places.components;
-       const std::string large = MissingComponents(std::string(17000000, ' '));
+       std::string white;
+       white.resize(kxl::kMaximumFileSize, ' ');
+       const std::string large = MissingComponents(white);
        WriteFile(list, large);
        machine.Run(Fetch());
        Require(ReadFile(list) == large || ReadFile(list + ".damaged") == large,

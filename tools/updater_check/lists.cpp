@@ -203,13 +203,14 @@ constexpr Check kChecks[] = {
        const std::string component = MissingComponent("one");
        const std::string texts = Texts("Name", "/opt/folder");
        const std::string id = machine.Application();
+       const std::string twice = texts + "<InstallPath>/b</InstallPath>";
+       std::string other = "<Other AppID=\"a\">" + texts;
+       other.append(component).append("</Other>");
        for (const std::string& document :
             {kDeclaration + ("<Other>" + Lacking(machine, "one") + "</Other>"),
              MissingComponents(MissingRecord(id, "<DisplayName>Name</DisplayName>" + component)),
              MissingComponents(MissingRecord(id, "<InstallPath>/a</InstallPath>" + component)),
-             MissingComponents(
-                 MissingRecord(id, texts + "<InstallPath>/b</InstallPath>" + component)),
-             MissingComponents("<Other AppID=\"a\">" + texts + component + "</Other>")}) {
+             MissingComponents(MissingRecord(id, twice + component)), MissingComponents(other)}) {
          WriteFile(list, document);
          machine.Run(Fetch());
          Require(!machine.IsDownloaded("content of one"), "nothing is fetched of:\n" + document,

@@ -22,7 +22,7 @@ using std::chrono::milliseconds;
 
 // Something to do for every task.
 std::string GiveWork(Machine& machine) {
-  const std::string id = machine.Application();
+  std::string id = machine.Application();
   std::uint32_t seconds = 600;
   std::string holder = id;
   KXLSuppressUpdates(holder.data(), nullptr, &seconds, 0);

@@ -55,7 +55,6 @@ class Machine {
   // The one that this process's environment names. Updaters that are started from now on are
   // children of this process in the end, whoever starts them.
   Machine();
-  ~Machine();  // kills those that still run
   Machine(const Machine&) = delete;
   Machine& operator=(const Machine&) = delete;
 
@@ -109,7 +108,9 @@ class Machine {
 
   // Whether all updaters, and whatever they have started, have ended.
   bool HasEnded();
-  // Waits for that; it breaks the rule not to.
+  // Kills those that still run, at the end of a check.
+  void KillAll();
+  // Waits until all have ended; it breaks the rule not to.
   void AwaitEnd(std::chrono::milliseconds limit = kPatience);
   void Run(const kxl::EnvironmentList& task) {
     Start(task);

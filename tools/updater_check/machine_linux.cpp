@@ -123,23 +123,11 @@ Machine::Machine() : places(RootOfThisProcess()) {
   WriteCatalogue();
 }
 
-Machine::~Machine() {
-  const auto killAll = [this] {
-    for (const pid_t child : Children()) kill(child, SIGKILL);
-    return HasEnded();
-  };
-  try {
-    Await(killAll, std::chrono::seconds(5));
-  } catch (const std::exception&) {
-    // whoever has made the machine kills what is left
-  }
-}
-
 // A file name is 255 bytes, and the updater may want some of them for itself.
 std::string Machine::Application(std::string_view text) const {
   const fs::path root = places.root;
-  const std::string id = "kxl.check." + root.parent_path().filename().string() + "." +
-                         root.filename().string() + std::string(text);
+  std::string id = "kxl.check." + root.parent_path().filename().string() + "." +
+                   root.filename().string() + std::string(text);
   std::ofstream(places.identifiers, std::ios::app | std::ios::binary) << id << '\0';
   return id;
 }
@@ -287,6 +275,14 @@ bool Machine::HasEnded() {
     if (ended == -1) return errno == ECHILD;
     known_.erase(ended);
   }
+}
+
+void Machine::KillAll() {
+  const auto killed = [this] {
+    for (const pid_t child : Children()) kill(child, SIGKILL);
+    return HasEnded();
+  };
+  Await(killed, std::chrono::seconds(5));  // whoever has made the machine kills what is left
 }
 
 void Machine::AwaitEnd(std::chrono::milliseconds limit) {

@@ -19,10 +19,13 @@ namespace conformance {
 
 namespace {
 
+// An updater that listens needs milliseconds.
+constexpr std::chrono::seconds kSoon(10);
+
 constexpr char kName[] = "Kelda Updater 6 Notification";
 
 void AwaitFetched(Machine& machine, std::string_view when) {
-  Require(Await([&] { return !fs::exists(machine.places.components); }),
+  Require(Await([&] { return !fs::exists(machine.places.components); }, kSoon),
           "an updater that listens fetches what is listed " + std::string(when),
           "it has not after a long while", {machine.places.components});
 }
@@ -52,15 +55,17 @@ constexpr Check kChecks[] = {
        Trace trace({machine.places.data}, {machine.places.holds});
        kxl::PostSuppressionSignal();
        std::vector<Step> all;
-       const bool isRead = Await([&] {
-         bool isOpened = false;
-         for (const Step& step : trace.Steps()) {
-           isOpened =
-               isOpened || (step.event == Event::kOpened && step.path == machine.places.holds);
-           all.push_back(step);
-         }
-         return isOpened;
-       });
+       const bool isRead = Await(
+           [&] {
+             bool isOpened = false;
+             for (const Step& step : trace.Steps()) {
+               isOpened =
+                   isOpened || (step.event == Event::kOpened && step.path == machine.places.holds);
+               all.push_back(step);
+             }
+             return isOpened;
+           },
+           kSoon);
        Require(isRead, "the holds are read", "nobody has opened them", {machine.places.holds});
        RequireUnderLock(all, machine.places.holds, Touch::kOpen);
        End(machine, updater);

@@ -23,8 +23,8 @@ std::string Comment(const std::string& title, const std::string& text) {
     for (char& byte : line) {
       if (static_cast<unsigned char>(byte) < ' ' || byte == '\x7F') byte = '?';
     }
-    comment +=
-        "# " + (comment.empty() ? title + ": " : std::string(title.size() + 2, ' ')) + line + "\n";
+    const std::string margin = comment.empty() ? title + ": " : std::string(title.size() + 2, ' ');
+    comment.append("# ").append(margin).append(line).append("\n");
   }
   return comment;
 }

@@ -59,6 +59,7 @@ Reader::Reader(const std::vector<std::string>& command) {
   output_ = kxl::FileDescriptor(ends[0]);
   const kxl::FileDescriptor input(ends[1]);
   std::vector<char*> arguments;
+  arguments.reserve(command.size() + 1);
   for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
   arguments.push_back(nullptr);
 
@@ -131,8 +132,8 @@ void FreeLocks(const Places& places) {
 
 int RunBody(const Check& check) {
   Result result;
+  Machine machine;
   try {
-    Machine machine;
     check.body(machine);
   } catch (const Broken& broken) {
     result = {Result::Kind::kBroken, broken.expected, broken.seen, broken.files, {}};
@@ -141,6 +142,7 @@ int RunBody(const Check& check) {
   } catch (const std::exception& error) {
     result = {Result::Kind::kBroken, "the check comes to its end", error.what(), {}, {}};
   }
+  machine.KillAll();
   std::cout << Pack(result) << std::endl;
   return EXIT_SUCCESS;
 }
