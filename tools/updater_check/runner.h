@@ -18,7 +18,7 @@ inline constexpr char kBodyOption[] = "--body";
 int RunBody(const Check& check);
 
 // One run: a temporary folder with the machines, removed at its end with all that has come of them.
-// SIGINT, SIGTERM and SIGHUP are held for as long as one lives, and end the check at hand.
+// SIGINT, SIGTERM, SIGHUP and SIGPIPE are held from its making on, and end the check at hand.
 class Runner {
  public:
   // The bundle is the updater's, an absolute path. Throws std::runtime_error when there is no

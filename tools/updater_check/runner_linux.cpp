@@ -33,7 +33,7 @@ constexpr std::chrono::seconds kLongest{180};  // a check, by far
 sigset_t EndRequests() {
   sigset_t signals;
   sigemptyset(&signals);
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, signal);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) sigaddset(&signals, signal);
   return signals;
 }
 
