@@ -66,6 +66,9 @@ struct OpenedFile {
   std::size_t size = 0;  // bytes, when it was opened
 };
 
+// The size of a file as memory counts, in bytes: the largest there is for one that is larger.
+std::size_t SizeInMemory(off_t size);
+
 // Opens path when it is a regular file; the descriptor is one as OpenAt gives. errno tells why a
 // status other than kOpened was answered.
 OpenedFile OpenRegularFile(const std::string& path, FileAccess access, Links links);

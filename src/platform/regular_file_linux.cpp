@@ -72,6 +72,11 @@ FileDescriptor OpenAt(int folder, const std::string& path, int flags, mode_t mod
   return fd;
 }
 
+std::size_t SizeInMemory(off_t size) {
+  return static_cast<std::size_t>(std::min<std::uint64_t>(static_cast<std::uint64_t>(size),
+                                                          std::numeric_limits<std::size_t>::max()));
+}
+
 OpenedFile OpenRegularFile(const std::string& path, FileAccess access, Links links) {
   OpenedFile file;
   const int noLink = links == Links::kRefuse ? O_NOFOLLOW : 0;
@@ -103,9 +108,7 @@ OpenedFile OpenRegularFile(const std::string& path, FileAccess access, Links lin
     SetMode(fd.get(), (info.st_mode & 07777) | kOwnersRights);
   }
   file.status = OpenStatus::kOpened;
-  // What is larger than memory is too large for everybody.
-  file.size = static_cast<std::size_t>(std::min<std::uint64_t>(
-      static_cast<std::uint64_t>(info.st_size), std::numeric_limits<std::size_t>::max()));
+  file.size = SizeInMemory(info.st_size);
   file.descriptor = std::move(fd);
   return file;
 }

@@ -131,31 +131,43 @@ bool TakeHeader(std::string_view& file, Header& header) {
   return true;
 }
 
+// The block behind its header; all that it counts lies within.
+bool TakeData(std::string_view& file, const Header& header, std::size_t timeSize,
+              std::string_view& data) {
+  const std::uint64_t size = header.DataSize(timeSize);
+  if (file.size() < size) return false;
+  data = file.substr(0, static_cast<std::size_t>(size));
+  file.remove_prefix(data.size());
+  return true;
+}
+
 }  // namespace
 
 std::optional<seconds> OffsetByZoneFile(std::string_view file, sys_seconds time) {
   constexpr std::size_t kTimeSize = 8;  // bytes; 4 in the block for old programs
   Header header;
-  if (!TakeHeader(file, header) || file.size() < header.DataSize(4)) return std::nullopt;
-  file.remove_prefix(header.DataSize(4));
-  if (!TakeHeader(file, header) || file.size() < header.DataSize(kTimeSize)) return std::nullopt;
-  std::size_t passed = 0;  // changes
-  while (passed < header.changes && SignedNumber(file.substr(passed * kTimeSize, kTimeSize)) <=
-                                        time.time_since_epoch().count()) {
+  std::string_view data;
+  if (!TakeHeader(file, header) || !TakeData(file, header, 4, data) || !TakeHeader(file, header) ||
+      !TakeData(file, header, kTimeSize, data)) {
+    return std::nullopt;
+  }
+  const auto changes = static_cast<std::size_t>(header.changes);
+  std::size_t passed = 0;
+  while (passed < changes && SignedNumber(data.substr(passed * kTimeSize, kTimeSize)) <=
+                                 time.time_since_epoch().count()) {
     ++passed;
   }
-  if (passed == header.changes) {
+  if (passed == changes) {
     // All that comes later follows the rule at the file's end, which stands in a line of its own.
-    const std::string_view rule = file.substr(header.DataSize(kTimeSize));
-    if (rule.size() > 2) {
-      const auto offset = OffsetByZoneRule(rule.substr(1, rule.size() - 2), time);
+    if (file.size() > 2) {
+      const auto offset = OffsetByZoneRule(file.substr(1, file.size() - 2), time);
       if (offset) return offset;
     }
   }
-  const std::string_view typeOfChange = file.substr(header.changes * kTimeSize);
+  const std::string_view typeOfChange = data.substr(changes * kTimeSize);
   const std::size_t type = passed == 0 ? 0 : static_cast<unsigned char>(typeOfChange[passed - 1]);
   if (type >= header.types) return std::nullopt;
-  const std::string_view types = typeOfChange.substr(header.changes);
+  const std::string_view types = typeOfChange.substr(changes);
   return seconds(SignedNumber(types.substr(type * kTypeSize, kOffsetSize)));
 }
 

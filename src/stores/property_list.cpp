@@ -9,6 +9,7 @@
 #include <mutex>
 #include <new>
 #include <string>
+#include <string_view>
 
 #include "esd/xml_parser.h"
 #include "esd/xml_writer.h"
@@ -81,7 +82,10 @@ class BinaryList {
       return kOutside;
     }
     std::uint64_t number = 0;
-    for (; size > 0; --size) number = number << 8U | static_cast<unsigned char>(bytes_[at++]);
+    for (const char byte : std::string_view(bytes_).substr(static_cast<std::size_t>(at),
+                                                           static_cast<std::size_t>(size))) {
+      number = number << 8U | static_cast<unsigned char>(byte);
+    }
     return number;
   }
 

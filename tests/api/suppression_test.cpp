@@ -180,7 +180,7 @@ TEST(Suppression, AFileThatCannotBeRemovedIsEmptied) {
 
 int HoldWithoutNumbers(const Link& /*parent*/, const Arguments& /*arguments*/) {
   close(STDIN_FILENO);  // whose number the companion gets first
-  FailSystemCall(SYS_fcntl, EIO);
+  FailSystemCall(kFcntlCall, EIO);
   return Set("a", 5);
 }
 

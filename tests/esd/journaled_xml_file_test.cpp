@@ -136,7 +136,7 @@ int SaveWithoutNumbers(const Link& /*parent*/, const Arguments& arguments) {
   TextFile file(arguments[0]);
   if (file.Read() != "old") return 2;
   close(STDIN_FILENO);  // whose number the journal gets first
-  FailSystemCall(SYS_fcntl, EIO);
+  FailSystemCall(kFcntlCall, EIO);
   return file.Save();
 }
 

@@ -139,7 +139,7 @@ TEST(Folders, ASetUserIdProgramDoesNotAskTheEnvironment) {
 
 int FindWithoutLooking(const Link& /*parent*/, const Arguments& /*arguments*/) {
   alarm(10);
-  FailSystemCall(SYS_newfstatat, EACCES);
+  FailSystemCall(kStatCall, EACCES);
   std::string found;
   return kxl::FindFolder(kxl::kUserApplicationSupport, found, kxl::IfMissing::kCreate) ||
          kxl::FindFolder(kxl::kLocalApplicationSupport, found, kxl::IfMissing::kCreate);

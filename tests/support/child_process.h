@@ -3,6 +3,7 @@
 #ifndef KXL_TESTS_SUPPORT_CHILD_PROCESS_H
 #define KXL_TESTS_SUPPORT_CHILD_PROCESS_H
 
+#include <sys/syscall.h>
 #include <sys/types.h>
 
 #include <cstdint>
@@ -56,6 +57,15 @@ class ChildProcess : public Link {
 
 // Lets no file of the calling process grow beyond so many bytes, as a full disk would.
 void LimitFileSize(const std::string& bytes);
+
+// What the C library calls for these; others where a word has 32 bits.
+#ifdef SYS_fcntl64
+inline constexpr int kFcntlCall = SYS_fcntl64;
+inline constexpr int kStatCall = SYS_statx;
+#else
+inline constexpr int kFcntlCall = SYS_fcntl;
+inline constexpr int kStatCall = SYS_newfstatat;
+#endif
 
 // Lets the system call of that number, or only with that first argument, fail with the error in the
 // calling process and what it starts from now on.

@@ -301,7 +301,7 @@ bool ExaminedObject::Read(std::string& text) const {
   struct stat info;
   if (!WhyNot().empty() || fstat(object_.get(), &info) != 0 || !S_ISREG(info.st_mode)) return false;
   const kxl::FileDescriptor file = Reopen();
-  return file.valid() && kxl::ReadToEnd(file.get(), static_cast<std::uint64_t>(info.st_size), text);
+  return file.valid() && kxl::ReadToEnd(file.get(), kxl::SizeInMemory(info.st_size), text);
 }
 
 ExaminedObject::Content ExaminedObject::ContentBy(std::string_view root) const {
