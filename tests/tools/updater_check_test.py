@@ -4,6 +4,7 @@ updater_check_test.py BUILD-FOLDER [--whole]     whole: each misbehaviour fails 
 """
 
 import base64
+import concurrent.futures
 import hashlib
 import json
 import os
@@ -20,13 +21,17 @@ BUILD = pathlib.Path(sys.argv.pop(1))
 WHOLE = "--whole" in sys.argv and sys.argv.pop()
 README = pathlib.Path(__file__).parents[2] / "tools/updater/README.md"
 COMMAND = [BUILD / "kxl-updater-check", BUILD / "Kelda Updater.app"]
+# Where nobody's updater is found by another run's library, they need not take turns.
+ALONE = ["unshare", "--pid", "--fork", "--mount-proc", "--kill-child"]
+if subprocess.run([*ALONE, "true"], stderr=subprocess.DEVNULL).returncode != 0:
+    ALONE = []
 
 
-def failing(misbehaviour, names=()):
-    """The checks that fail, of all or of those names."""
-    only = [word for name in names for word in ("--only", name)]
+def failing(misbehaviour, names):
+    """The checks that fail, of those names or, without any, of all."""
+    command = [*ALONE, *COMMAND, "--json"] + [word for name in names for word in ("--only", name)]
     environment = {**os.environ, "KXL_UPDATER_MISBEHAVE": misbehaviour}
-    run = subprocess.run([*COMMAND, "--json", *only], env=environment, stdout=subprocess.PIPE)
+    run = subprocess.run(command, env=environment, stdout=subprocess.PIPE)
     results = [json.loads(line) for line in run.stdout.splitlines()]
     broken = {result["name"]: result for result in results if not result["ok"]}
     assert results and run.returncode == (1 if broken else 0), run
@@ -34,21 +39,17 @@ def failing(misbehaviour, names=()):
 
 
 class UpdaterCheck(unittest.TestCase):
-    def test_the_reference_updater_keeps_all_rules(self):
-        self.assertEqual(failing(""), {})
-
-    def test_each_misbehaviour_fails_what_the_table_says(self):
-        rows = re.findall(
-            r"^\| `([a-z0-9 ]+)` \|[^|]*\| ((?:`[a-z-]+`,? ?)+)\|$", README.read_text(), re.M
-        )
+    def test_the_table_and_the_well_behaved(self):
+        row = r"^\| `([a-z0-9 ]+)` \|[^|]*\| ((?:`[a-z-]+`,? ?)+)\|$"
+        rows = [("", "")] + re.findall(row, README.read_text(), re.M)
         self.assertGreater(len(rows), 12)
-        for misbehaviour, cell in rows:
-            names = re.findall("`([a-z-]+)`", cell)
-            tried = names if WHOLE else names[:2]
-            with self.subTest(misbehaviour):
-                self.assertEqual(
-                    sorted(failing(misbehaviour, () if WHOLE else tried)), sorted(tried)
-                )
+        expected = [re.findall("`([a-z-]+)`", cell) for _, cell in rows]
+        tried = [() if WHOLE else names[:1] for names in expected]
+        with concurrent.futures.ThreadPoolExecutor(3 if ALONE else 1) as pool:
+            found = list(pool.map(failing, [name for name, _ in rows], tried))
+        for (name, _), names, only, broken in zip(rows, expected, tried, found):
+            with self.subTest(name):
+                self.assertEqual(sorted(broken), sorted(only or names), broken)
 
     def test_an_interrupt_leaves_nothing(self):
         for request in (signal.SIGTERM, signal.SIGINT):
