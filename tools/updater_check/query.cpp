@@ -226,12 +226,14 @@ constexpr Check kChecks[] = {
      [](Machine& machine) {
        const std::string id = machine.Application();
        const std::string folder = fs::path(machine.AnswerOf(id)).parent_path();
+       const std::string aside = machine.places.root + "/given-up";
        for (int i = 0; i < kTries; ++i) {
          const pid_t updater = StartQueryAndAwaitItsLock(machine, id);
          Signal(updater, SIGSTOP);
-         fs::remove_all(folder);
+         fs::rename(folder, aside);  // at once: it may take a moment until the updater stops
          Signal(updater, SIGCONT);
          machine.AwaitEnd();
+         fs::remove_all(aside);
          Require(!fs::exists(folder), "nobody makes the folder of a question that was given up",
                  "it is there again", {folder});
          RequireFree(LockOf(id));
