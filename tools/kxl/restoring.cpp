@@ -119,7 +119,7 @@ Mended Restore(Output& output, const std::string& path, const std::string& aside
   if (!lock.IsHeld()) return Mended::Refused("somebody else holds the list's lock");
   if (!list.Begin(key)) return Mended::Refused("the list cannot be read");
   for (const esd::XMLNodePointer& element : elements) lost += list.Put(element) ? 0 : 1;
-  const Mended written = list.End();
+  Mended written = list.End();
   if (!written.isDone) return written;
   const bool isRemoved = lost == 0 && !elements.empty() && kxl::DeleteFile(aside);
   output.Row({{"restored", list.Added()},
