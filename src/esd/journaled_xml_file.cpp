@@ -159,7 +159,7 @@ bool JournaledXMLLockedFile::Lock() {
     if (!IsLocked()) locker_.emplace(Path(), wait);
     if (!locker_->Lock()) return false;
     if (!guardsFolder_ || guard_.TryTake(ParentPath(Path()))) return true;
-    locker_->Unlock(esd::Force::kNo);
+    locker_.reset();  // also when somebody has broken it meanwhile, and it cannot be unlocked
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
     if (left < kPause) {
       ReportFailure(ParentPath(Path()), EWOULDBLOCK);

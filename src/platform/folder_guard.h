@@ -11,7 +11,8 @@
 namespace kxl {
 
 // Among copies of the library only: nobody else needs to know it. A process holds one at a time,
-// and no child that it forks meanwhile does. For one thread at a time.
+// for whatever folder, and no child that it forks meanwhile does. An object is for one thread at a
+// time; objects of several threads exclude each other.
 class FolderGuard {
  public:
   FolderGuard() = default;
@@ -19,9 +20,9 @@ class FolderGuard {
   FolderGuard(const FolderGuard&) = delete;
   FolderGuard& operator=(const FolderGuard&) = delete;
 
-  // Tries once, and does not wait. False while somebody else holds it; errno is EWOULDBLOCK then.
-  // True also where there is nothing to hold: in a folder that cannot be opened, on a file system
-  // without such locks. Two calls of the system.
+  // Tries once, and does not wait. False while somebody else holds it, or another object of this
+  // process does; errno is EWOULDBLOCK then. True also where there is nothing to hold: in a folder
+  // that cannot be opened, on a file system without such locks. Two calls of the system.
   bool TryTake(const std::string& folder);
 
   // One call of the system, if it is held.

@@ -30,7 +30,11 @@ ForkMutex taking;
 
 bool FolderGuard::TryTake(const std::string& folder) {
   const ForkLock lock(taking);
-  if (!lock.IsHeld() || held != -1) return true;
+  if (!lock.IsHeld()) return true;  // a signal handler inside this call, which would wait for it
+  if (held != -1) {
+    errno = EWOULDBLOCK;
+    return false;
+  }
   FileDescriptor fd = OpenAt(AT_FDCWD, folder, O_RDONLY | O_DIRECTORY, 0);
   if (!fd.valid()) return true;
   if (flock(fd.get(), LOCK_EX | LOCK_NB) != 0) return errno != EWOULDBLOCK;

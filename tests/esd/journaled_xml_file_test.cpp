@@ -1,10 +1,13 @@
 #include "esd/journaled_xml_file.h"
 
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 
 #include "support/test_folder.h"
 
@@ -114,6 +117,30 @@ TEST_F(JournaledXMLFileTest, AHeldLockFailsEveryOperation) {
   EXPECT_TRUE(holder.Recover() && holder.Write("inside")) << "inside the holder's scope";
   EXPECT_TRUE(holder.IsLocked());
   EXPECT_FALSE(TextFile("").Lock());
+}
+
+int LockGuarded(const Link& /*parent*/, const Arguments& arguments) {
+  TextFile file(arguments[0]);
+  file.GuardFolder();
+  return file.Lock() ? 1 : 0;
+}
+
+// As in a sandbox with locks of its own, the named lock is there for everybody: it was broken.
+TEST_F(JournaledXMLFileTest, TheGuardKeepsOutWhoDoesNotSeeTheLock) {
+  TextFile other(path_);
+  file_.GuardFolder();
+  other.GuardFolder();
+  ASSERT_TRUE(file_.Lock());
+  ASSERT_TRUE(esd::ResourceLocker(path_, 0).Unlock(esd::Force::kYes));
+  EXPECT_FALSE(other.Lock());
+  EXPECT_EQ(ChildProcess(LockGuarded, {path_}).Exit(), 0);
+  const pid_t child = fork();  // which is to hold nothing, and lives on
+  if (child == 0) _exit(prctl(PR_SET_PDEATHSIG, SIGKILL) + pause());
+  EXPECT_FALSE(file_.Unlock());
+  EXPECT_TRUE(other.Lock() && other.Unlock());
+  EXPECT_EQ(ChildProcess(LockGuarded, {path_}).Exit(), 1);
+  kill(child, SIGKILL);
+  waitpid(child, nullptr, 0);
 }
 
 TEST_F(JournaledXMLFileTest, RecoversDamageAndNothingElse) {
