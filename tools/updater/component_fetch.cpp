@@ -29,9 +29,9 @@ constexpr char kPartialName[] = ".kxl.part";
 
 // Waits until no other updater is at work in the folder, and keeps others out for as long as one
 // lives; the system lets go of it when the process is killed.
-class FolderGuard {
+class OnlyFetcher {
  public:
-  explicit FolderGuard(const std::string& folder)
+  explicit OnlyFetcher(const std::string& folder)
       : folder_(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
     do {
       isHeld_ = flock(folder_.get(), LOCK_EX) == 0;
@@ -74,9 +74,9 @@ bool FetchMissingComponents(const std::string& folder, const Misbehaviour& misbe
   if (!list.GetMissingCompsApps(apps)) return false;
   if (apps.empty()) return true;
   if (folder.empty() || !kxl::CreateFolderTree(folder)) return false;
-  const FolderGuard guard(folder);
+  const OnlyFetcher fetcher(folder);
   // Another updater may have fetched some of it while this one waited.
-  if (!guard.IsHeld() || !list.GetMissingCompsApps(apps)) return false;
+  if (!fetcher.IsHeld() || !list.GetMissingCompsApps(apps)) return false;
   std::optional<kxl::FileLock> hoard;
   if (misbehaviour.kind == Misbehaviour::Kind::kHoard) hoard.emplace(list);
   const Catalogue catalogue;
