@@ -9,7 +9,7 @@ scripts/install.sh g++ cmake ninja-build libboost-dev libexpat1-dev libmd-dev li
   libcli11-dev nlohmann-json3-dev libnss-wrapper \
   libbenchmark-dev libpugixml-dev libsqlite3-dev libspdlog-dev libxml2-dev
 cmake --preset release -DKXL_BUILD_TESTS=OFF -DKXL_BUILD_BENCH=ON >/dev/null
-cmake --build --preset release --target benchmarks >/dev/null
+cmake --build --preset release --target benchmarks -- --quiet
 
 accounts=$(mktemp -d)
 trap 'rm -rf "$accounts"' EXIT

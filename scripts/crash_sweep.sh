@@ -9,5 +9,5 @@ scripts/install.sh g++ cmake ninja-build libboost-dev libexpat1-dev libmd-dev li
   libplist-dev libsystemd-dev libcli11-dev nlohmann-json3-dev \
   libnss-wrapper strace
 cmake --preset release >/dev/null
-cmake --build --preset release --target sweep >/dev/null
+cmake --build --preset release --target sweep -- --quiet
 exec build/sweep "$@"

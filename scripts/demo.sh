@@ -7,7 +7,7 @@ scripts/install.sh g++ cmake ninja-build libboost-dev libexpat1-dev libmd-dev li
   libcli11-dev nlohmann-json3-dev \
   libnss-wrapper
 cmake --preset release -DKXL_BUILD_TESTS=OFF >/dev/null
-cmake --build --preset release >/dev/null
+cmake --build --preset release -- --quiet
 
 machine=$(mktemp -d)
 trap 'rm -rf "$machine"' EXIT

@@ -16,7 +16,7 @@ esac
 scripts/install.sh g++ cmake ninja-build libboost-dev libexpat1-dev libmd-dev libplist-dev libsystemd-dev \
   libcli11-dev nlohmann-json3-dev libgtest-dev libnss-wrapper python3 qt6-base-dev xauth xvfb
 cmake --preset release -DKXL_BUILD_DESKTOP_EXAMPLE=ON >/dev/null
-cmake --build --preset release --target desktop desktop_test kxl_tool updater >/dev/null
+cmake --build --preset release --target desktop desktop_test kxl_tool updater -- --quiet
 
 if [ "$mode" = --test ]; then
   exec ctest --preset release -R '^Desktop'

@@ -20,6 +20,7 @@ trap 'exit 1' HUP INT PIPE TERM
 inside() {
   unshare --mount --pid --fork --kill-child sh -c 'root=$1 && shift
     mount -t proc proc "$root/proc"
+    mkdir -p "$root/dev/pts" && mount -t devpts devpts "$root/dev/pts"
     mkdir -p "$root/dev/shm" && mount -t tmpfs -o mode=1777 tmpfs "$root/dev/shm"
     [ ! -e /proc/sys/fs/binfmt_misc/status ] ||
       mount --bind /proc/sys/fs/binfmt_misc "$root/proc/sys/fs/binfmt_misc"
@@ -49,6 +50,7 @@ export KXL_MACHINE
 make_machines() {
   debootstrap --variant=minbase --arch="$machine" --include=ca-certificates,sudo,git "$release" "$work/bare" "$mirror"
   cp /etc/resolv.conf "$work/bare/etc/"
+  echo "127.0.0.1 localhost $(hostname)" >"$work/bare/etc/hosts"
   cp -a "$work/bare" "$work/build"
   inside "$work/build" useradd --create-home --shell /bin/sh kelly
   echo 'kelly ALL=(ALL) NOPASSWD: ALL' >"$work/build/etc/sudoers.d/kelly"

@@ -10,7 +10,7 @@ shift
 scripts/install.sh clang cmake ninja-build libclang-rt-14-dev llvm-14 libboost-dev libexpat1-dev \
   libmd-dev libplist-dev libsystemd-dev libcli11-dev nlohmann-json3-dev
 cmake --preset fuzz >/dev/null
-cmake --build --preset fuzz --parallel 2 >/dev/null
+cmake --build --preset fuzz --parallel 2 -- --quiet
 # shellcheck disable=SC2046 # a list of words
 [ $# -gt 0 ] || set -- $(ls fuzz/corpus)
 

@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 scripts/install.sh g++ cmake ninja-build libboost-dev libexpat1-dev libmd-dev libplist-dev libsystemd-dev \
   libcli11-dev nlohmann-json3-dev libnss-wrapper
 cmake --preset release -DKXL_BUILD_TESTS=OFF >/dev/null
-cmake --build --preset release >/dev/null
+cmake --build --preset release -- --quiet
 cc -std=c99 -O2 -Wall -Wextra -Werror -Iinclude bench/worst_case.c -o build/worst_case \
   -Lbuild -lkxl "-Wl,-rpath,$PWD/build"
 

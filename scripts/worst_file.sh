@@ -10,7 +10,7 @@ cd "$(dirname "$0")/.."
 scripts/install.sh g++ cmake ninja-build libboost-dev libexpat1-dev libmd-dev libplist-dev libsystemd-dev \
   libcli11-dev nlohmann-json3-dev libnss-wrapper
 cmake --preset release -DKXL_BUILD_TESTS=OFF >/dev/null
-cmake --build --preset release >/dev/null
+cmake --build --preset release -- --quiet
 c++ -std=c++20 -O2 -Wall -Wextra -Werror -I. -Iinclude bench/worst_file.cpp bench/*_shapes.cpp \
   -o build/worst_file -Lbuild -lkxl "-Wl,-rpath,$PWD/build"
 
