@@ -46,6 +46,7 @@ bool FolderGuard::TryTake(const std::string& folder) {
 void FolderGuard::Release() {
   if (!isHeld_) return;
   isHeld_ = false;
+  const ForkLock lock(taking);  // or a child may be made that has it, and finds nothing to close
   const FileDescriptor ours(held.exchange(-1));
 }
 
