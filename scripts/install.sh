@@ -8,9 +8,9 @@ for package in "$@"; do
     missing="$missing $package"
 done
 [ -n "$missing" ] || exit 0
-sudo=
-[ "$(id -u)" = 0 ] || sudo=sudo
-export DEBIAN_FRONTEND=noninteractive
-$sudo apt-get -qq update
+# Told by env, because sudo clears the environment.
+set -- env DEBIAN_FRONTEND=noninteractive apt-get -qq
+[ "$(id -u)" = 0 ] || set -- sudo "$@"
+"$@" update
 # shellcheck disable=SC2086 # a list of words
-$sudo apt-get -qq install -y --no-install-recommends $missing >/dev/null
+"$@" install -y --no-install-recommends $missing >/dev/null
