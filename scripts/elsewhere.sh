@@ -34,7 +34,9 @@ step() {
   shift
   start=$(date +%s)
   if "$@" >"$work/log" 2>&1; then
-    echo "$release $architecture: $name, $(($(date +%s) - start)) s: $(tail -n 200 "$work/log" | grep 'tests passed' || echo "done")"
+    tests=$(sed -n 's/^100% tests passed, .* out of //p' "$work/log")
+    [ -z "$tests" ] || tests=": $tests tests, $(grep -c '(Skipped)$' "$work/log" || true) of them skipped"
+    echo "$release $architecture: $name, $(($(date +%s) - start)) s$tests"
   else
     tail -n 60 "$work/log" >&2
     echo "$release $architecture: $name failed"
