@@ -66,7 +66,7 @@ if [ "$architecture" = arm64 ]; then
   # shellcheck disable=SC2016 # the inner shell's
   across='dpkg --add-architecture arm64 && apt-get -qq update &&
     apt-get -qq install -y --no-install-recommends g++-aarch64-linux-gnu cmake ninja-build libnss-wrapper \
-      libnss-wrapper:arm64 libuid-wrapper:arm64 libboost-dev libexpat1-dev:arm64 libmd-dev:arm64 \
+      libnss-wrapper:arm64 libuid-wrapper:arm64 libboost-dev:arm64 libexpat1-dev:arm64 libmd-dev:arm64 \
       libplist-dev:arm64 libsystemd-dev:arm64 libgtest-dev:arm64 libcli11-dev nlohmann-json3-dev \
       dbus-daemon python3 qemu-user-static binfmt-support &&
     { [ -e /proc/sys/fs/binfmt_misc/qemu-aarch64 ] || update-binfmts --import qemu-aarch64; } &&
