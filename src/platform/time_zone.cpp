@@ -94,7 +94,7 @@ bool TakeChange(std::string_view& rule, chrono::year year, sys_seconds& change) 
 
 // Numbers in zone files are big-endian, of two's complement.
 std::int64_t SignedNumber(std::string_view bytes) {
-  std::uint64_t number = bytes.front() < 0 ? UINT64_MAX : 0;
+  std::uint64_t number = static_cast<signed char>(bytes.front()) < 0 ? UINT64_MAX : 0;
   for (const char byte : bytes) number = number << 8U | static_cast<unsigned char>(byte);
   return static_cast<std::int64_t>(number);
 }
