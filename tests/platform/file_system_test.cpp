@@ -45,6 +45,7 @@ TEST(FileSystem, ContainersHaveModesToo) {
   fs::create_directory(InTestFolder("base"));
   chmod(InTestFolder("base").c_str(), 01330);
   const int status = ChildProcess(SetModesInAContainer, {TestFolder()}).Exit();
+  chmod(InTestFolder("base").c_str(), 0700);
   if (status == 77) GTEST_SKIP() << "no user namespaces here";
   EXPECT_EQ(status, 0);
 }

@@ -8,7 +8,7 @@ using namespace kxl_test;
 
 // A binary list of these objects, of which the first is the outermost. References have two bytes.
 std::string Binary(const std::vector<std::string>& objects) {
-  const auto number = [](std::size_t value, int size) {
+  const auto number = [](std::uint64_t value, int size) {
     std::string bytes;
     for (; size > 0; --size) bytes += static_cast<char>(value >> 8 * (size - 1));
     return bytes;

@@ -165,14 +165,16 @@ void CompareOwners(Findings& findings) {
 
 void ExamineOwnership(Findings& findings) {
   if (getgrnam("admin") == nullptr) {
-    findings.push_back({Severity::kWrong,
-                        "no-admin-group",
-                        "admin",
-                        kEverybody,
-                        "there is no such group, so that nobody is an administrator, not even root",
-                        "as root: groupadd --system admin, and usermod --append --groups admin "
-                        "with each administrator",
-                        {}});
+    findings.push_back(
+        {Severity::kWrong,
+         "no-admin-group",
+         "admin",
+         kEverybody,
+         "there is no such group: by the account database nobody is an administrator, "
+         "not even root",
+         "as root: groupadd --system admin, and usermod --append --groups admin "
+         "with each administrator",
+         {}});
   }
   CompareOwners(findings);
   CompareShared(findings);
