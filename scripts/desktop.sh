@@ -3,7 +3,7 @@
 # on a throw-away machine (see kxl-test-machine), where an update and a dictionary wait for it. Nothing
 # outside changes.
 #   desktop.sh              opens the window; the same as --test where there is no display
-#   desktop.sh --test       clicks through it on a display of its own
+#   desktop.sh --test       goes through its menus on a display of its own
 #   desktop.sh --pictures   so too, and writes the pictures docs/images/desktop-*.png
 set -eu
 cd "$(dirname "$0")/.."
