@@ -15,7 +15,8 @@ work=$(mktemp -d -p "${3:-${TMPDIR:-/var/tmp}}")
 trap 'rm -rf --one-file-system "$work"' EXIT
 trap 'exit 1' HUP INT PIPE TERM
 
-# Mounts and processes are the command's own, and end with it.
+# Mounts and processes are the command's own, and end with it. The shell stays as the first process, and
+# takes note of those whose parent has ended: fakeroot waits for such a one.
 # shellcheck disable=SC2016 # the inner shell's
 inside() {
   unshare --mount --pid --fork --kill-child sh -c 'root=$1 && shift
@@ -24,8 +25,9 @@ inside() {
     mkdir -p "$root/dev/shm" && mount -t tmpfs -o mode=1777 tmpfs "$root/dev/shm"
     [ ! -e /proc/sys/fs/binfmt_misc/status ] ||
       mount --bind /proc/sys/fs/binfmt_misc "$root/proc/sys/fs/binfmt_misc"
-    exec setarch "$KXL_MACHINE" chroot "$root" env -i HOME=/root PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 \
-      DEBIAN_FRONTEND=noninteractive "$@"' sh "$@"
+    setarch "$KXL_MACHINE" chroot "$root" env -i HOME=/root PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 \
+      DEBIAN_FRONTEND=noninteractive "$@"
+    exit $?' sh "$@"
 }
 as_user() { inside "$work/build" su - kelly -c "cd project && $environment $1"; }
 
