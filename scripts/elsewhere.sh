@@ -75,8 +75,10 @@ if [ "$architecture" = arm64 ]; then
     update-binfmts --enable qemu-aarch64'
   environment='CC=aarch64-linux-gnu-gcc CXX=aarch64-linux-gnu-g++'
   step "compiler and emulator" inside "$work/build" sh -c "$across"
+  # Limits of a process, refused calls of the system and SIGCHLD are the emulator's own there.
   step "layers' tests" as_user 'sh -c "cmake --preset release && cmake --build --preset release --target layer_tests updater &&
-    cd build && ctest -R \"^(Xml|Journal|Resource|File|Path|Version|Preferences|Registered|Launcher|TimeZone|LocalDate)\""'
+    cd build && ctest -R \"^(Xml|Journal|Resource|File|Path|Version|Preferences|Registered|Launcher|TimeZone|LocalDate)\" \\
+      -E \"MadeInVainGoes|NeverBeHad|BundleDetached|VariablesForTheCall\""'
   step "scripts/demo.sh" as_user scripts/demo.sh
   exit
 fi

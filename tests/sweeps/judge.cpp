@@ -81,6 +81,7 @@ class Judge {
  private:
   void Blame(const std::string& what) { blame_ += (blame_.empty() ? "" : "; ") + what; }
 
+  // Of a call that has several names, those of every machine.
   bool Hits(std::initializer_list<const char*> calls) const {
     return std::find(calls.begin(), calls.end(), injection_.call) != calls.end();
   }
@@ -116,13 +117,13 @@ class Judge {
         }
       } else if (!isKnown) {
         // Nobody removes what he could not look at; an empty journal counts as none.
-        const bool isUnseen = Hits({"newfstatat"}) && content == "";
+        const bool isUnseen = Hits({"newfstatat", "statx"}) && content == "";
         if (!injection_.IsKill() && !RefusesNames() && !isUnseen) Blame(path + " was left behind");
       } else if (content != Content(plan_.before, path) && content != Content(plan_.after, path)) {
         // The preferences are written in place.
-        isTorn_ =
-            path == kPreferences &&
-            (injection_.IsKill() || Hits({"write", "writev", "close", "newfstatat", "fcntl"}));
+        isTorn_ = path == kPreferences &&
+                  (injection_.IsKill() ||
+                   Hits({"write", "writev", "close", "newfstatat", "statx", "fcntl", "fcntl64"}));
         if (!isTorn_) Blame(path + " is neither old nor new");
       }
     }
@@ -174,7 +175,8 @@ class Judge {
     std::string before;
     for (std::string line; std::getline(trace, line); before = line) {
       if (line.find("INJECTED") == std::string::npos) continue;
-      return line.starts_with("newfstatat") && before.find("/dev/shm/sem.") != std::string::npos;
+      return (line.starts_with("newfstatat") || line.starts_with("statx")) &&
+             before.find("/dev/shm/sem.") != std::string::npos;
     }
     return false;
   }
