@@ -81,10 +81,12 @@ class Judge {
  private:
   void Blame(const std::string& what) { blame_ += (blame_.empty() ? "" : "; ") + what; }
 
-  // Of a call that has several names, those of every machine.
   bool Hits(std::initializer_list<const char*> calls) const {
     return std::find(calls.begin(), calls.end(), injection_.call) != calls.end();
   }
+
+  // stat, fstat, newfstatat or statx, by the machine and the version of the C library.
+  static bool IsStat(const std::string& call) { return call.find("stat") != std::string::npos; }
 
   // When the disk takes no change of a name, a journal stays, and may come into force later.
   bool RefusesNames() const { return Hits({"unlink", "renameat2"}); }
@@ -117,13 +119,12 @@ class Judge {
         }
       } else if (!isKnown) {
         // Nobody removes what he could not look at; an empty journal counts as none.
-        const bool isUnseen = Hits({"newfstatat", "statx"}) && content == "";
+        const bool isUnseen = IsStat(injection_.call) && content == "";
         if (!injection_.IsKill() && !RefusesNames() && !isUnseen) Blame(path + " was left behind");
       } else if (content != Content(plan_.before, path) && content != Content(plan_.after, path)) {
         // The preferences are written in place.
-        isTorn_ = path == kPreferences &&
-                  (injection_.IsKill() ||
-                   Hits({"write", "writev", "close", "newfstatat", "statx", "fcntl", "fcntl64"}));
+        isTorn_ = path == kPreferences && (injection_.IsKill() || IsStat(injection_.call) ||
+                                           Hits({"write", "writev", "close", "fcntl", "fcntl64"}));
         if (!isTorn_) Blame(path + " is neither old nor new");
       }
     }
@@ -175,7 +176,7 @@ class Judge {
     std::string before;
     for (std::string line; std::getline(trace, line); before = line) {
       if (line.find("INJECTED") == std::string::npos) continue;
-      return (line.starts_with("newfstatat") || line.starts_with("statx")) &&
+      return IsStat(line.substr(0, line.find('('))) &&
              before.find("/dev/shm/sem.") != std::string::npos;
     }
     return false;
