@@ -100,6 +100,12 @@ for file in "$root/$library_folder/libkxl.so.6" "$root/$bundle/Contents/MacOS/Ke
   file -L "$file" | grep -q ', stripped' || fail "$file is missing or not stripped"
 done
 
+# The same sources give the same bytes wherever they are built: neither what is installed names the folder,
+# nor what the build identifiers are made of.
+built=$(grep -rlF -e "$build" -e "$source" "$root/usr" "$root/opt" "$build/libkxl.so" "$build/kxl" \
+  "$build/kxl-updater-check" "$build/${bundle##*/}" || true)
+[ -z "$built" ] || fail "this names the folder that it was built in: $built"
+
 # Each function has a page, and each link of a document leads to a document, or to a heading of it.
 while read -r function; do
   zcat "$root/usr/share/man/man3/$function.3.gz" | grep -q "$function" || fail "no page for $function"
