@@ -176,8 +176,10 @@ class Judge {
     std::string before;
     for (std::string line; std::getline(trace, line); before = line) {
       if (line.find("INJECTED") == std::string::npos) continue;
-      return IsStat(line.substr(0, line.find('('))) &&
-             before.find("/dev/shm/sem.") != std::string::npos;
+      if (IsStat(line.substr(0, line.find('('))) &&
+          before.find("/dev/shm/sem.") != std::string::npos) {
+        return true;
+      }
     }
     return false;
   }
