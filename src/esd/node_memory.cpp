@@ -2,13 +2,15 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace esd {
 
 void* NodeMemory::TakePiece(std::size_t size, std::size_t alignment) {
   const std::size_t piece = std::max(nextPiece_, size + alignment);
   // Not filled with zeros: the system gives pages as they are first written to.
-  pieces_.push_back(std::make_unique_for_overwrite<char[]>(piece));
+  std::unique_ptr<char[]> memory(new char[piece]);
+  pieces_.push_back(std::move(memory));
   nextPiece_ = piece * 2;
   free_ = pieces_.back().get();
   end_ = free_ + piece;

@@ -3,7 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
+#include <boost/atomic/atomic_ref.hpp>
 #include <cstddef>
 #include <cstring>
 #include <memory>
@@ -21,7 +21,7 @@ namespace {
 
 // A variable is one word, which a reader finds either as it was or as it is to be.
 void Store(char*& place, char* text) {
-  std::atomic_ref<char*>(place).store(text, std::memory_order_release);
+  boost::atomic_ref<char*>(place).store(text, boost::memory_order_release);
 }
 
 struct Made {
@@ -64,7 +64,7 @@ char** Enlarge(Made& mine, char** list, std::size_t count) {
   mine.list = mine.lists.emplace_back(std::make_unique<char*[]>(capacity)).get();
   mine.capacity = capacity;
   char** const end = std::copy_n(list, count, mine.list);
-  std::atomic_ref<char**>(environ).store(mine.list, std::memory_order_release);
+  boost::atomic_ref<char**>(environ).store(mine.list, boost::memory_order_release);
   return end;
 }
 

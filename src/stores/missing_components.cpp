@@ -239,7 +239,9 @@ bool KeldaUpdaterMissingCompsManager::RemoveComponents(
   const auto isFetched = [&](const esd::XMLDocumentNode& child) {
     return kIsComponent(child) &&
            std::any_of(components.begin(), components.end(), [&](const auto& component) {
-             return std::ranges::equal(component.Node()->GetAttributes(), child.GetAttributes());
+             const auto fetched = component.Node()->GetAttributes();
+             const auto listed = child.GetAttributes();
+             return std::equal(fetched.begin(), fetched.end(), listed.begin(), listed.end());
            });
   };
   return Attempt([&] {

@@ -34,6 +34,12 @@ bool Version::Parse(std::string_view text) {
   return false;
 }
 
+std::strong_ordering Version::operator<=>(const Version& other) const {
+  const auto [mine, others] =
+      std::mismatch(components_.begin(), components_.end(), other.components_.begin());
+  return mine == components_.end() ? std::strong_ordering::equal : *mine <=> *others;
+}
+
 std::string Version::ToString() const {
   std::string text;
   for (const std::int32_t component : components_) {

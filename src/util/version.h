@@ -30,7 +30,8 @@ class Version {
   // Always four numbers, separated by '.'.
   std::string ToString() const;
 
-  auto operator<=>(const Version&) const = default;
+  bool operator==(const Version&) const = default;
+  std::strong_ordering operator<=>(const Version& other) const;
 
  private:
   std::array<std::int32_t, 4> components_{};
