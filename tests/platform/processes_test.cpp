@@ -16,8 +16,8 @@ bool IsFound() { return kxl::FindUpdaterProcess(kxl::BringToFront::kNo); }
 // it finds an updater.
 int RunUnderAName(const Link& parent, const Arguments& arguments) {
   prctl(PR_SET_NAME, arguments[0].c_str());
-  if (arguments.size() > 1 && setreuid(atoi(&arguments[1][0]), atoi(&arguments[2][0])) != 0)
-    return 2;
+  const auto user = [&](std::size_t i) { return static_cast<uid_t>(std::stoi(arguments[i])); };
+  if (arguments.size() > 1 && setreuid(user(1), user(2)) != 0) return 2;
   parent.Tell();
   parent.Await();
   return IsFound();

@@ -127,9 +127,9 @@ std::string ApplicationList(const std::string& entries) {
 }
 
 std::string ApplicationEntry(const std::string& id, const std::string& name,
-                             const std::string& folder) {
+                             const std::string& path) {
   return "<Application appID=\"" + id + "\">\n<DisplayName>" + name +
-         "</DisplayName>\n<InstallPath>" + folder + "</InstallPath>\n</Application>\n";
+         "</DisplayName>\n<InstallPath>" + path + "</InstallPath>\n</Application>\n";
 }
 
 mode_t ModeOf(const std::string& path) {
