@@ -48,7 +48,7 @@ int Worker(const Link& parent, const Arguments& arguments) {
 }
 
 int PollingReader(const Link& parent, const Arguments& arguments) {
-  for (int reads = 0;; ++reads) {
+  for (;;) {
     for (const std::string& path : arguments) {
       esd::ExpatDOMBuilder builder;
       if (!builder.Init() || !builder.ParseFile(path, true)) return 1;
