@@ -3,13 +3,12 @@
 # ordinary user with sudo runs both commands of README, and the packages are installed on another one as
 # bare, with what they depend on. Prints a line for each step. For arm64 it compiles across and runs the
 # layers' tests and the demo under emulation. Needs root, the network, and a quarter of an hour or more.
-#   elsewhere.sh bookworm|trixie [ARCH [FOLDER]]    FOLDER: a new one, removed at the end
-# KXL_MIRROR names another mirror than Debian's.
+#   elsewhere.sh bookworm|trixie [ARCH [FOLDER]]    FOLDER: where its own is made, and removed at the end
+# KXL_MIRROR names another mirror than debootstrap's.
 set -eu
 cd "$(dirname "$0")/.."
 release=$1
 architecture=${2:-$(dpkg --print-architecture)}
-mirror=${KXL_MIRROR:-http://deb.debian.org/debian}
 scripts/install.sh debootstrap git
 work=$(mktemp -d -p "${3:-${TMPDIR:-/var/tmp}}")
 trap 'rm -rf --one-file-system "$work"' EXIT
@@ -52,7 +51,8 @@ KXL_MACHINE=$(uname -m)
 export KXL_MACHINE
 [ "$architecture" != arm64 ] || machine=amd64
 make_machines() {
-  debootstrap --variant=minbase --arch="$machine" --include=ca-certificates,sudo,git "$release" "$work/bare" "$mirror"
+  debootstrap --variant=minbase --arch="$machine" --include=ca-certificates,sudo,git "$release" "$work/bare" \
+    ${KXL_MIRROR:+"$KXL_MIRROR"}
   cp /etc/resolv.conf "$work/bare/etc/"
   echo "127.0.0.1 localhost $(hostname)" >"$work/bare/etc/hosts"
   cp -a "$work/bare" "$work/build"
