@@ -28,6 +28,9 @@ package() { quietly cpack --config "$1/CPackConfig.cmake" -G DEB -D "CPACK_COMPO
 mkdir "$work/copy of sources"
 find "$source" -mindepth 1 -maxdepth 1 ! -name '.*' ! -name 'build*' -exec cp -a {} "$work/copy of sources" \;
 cd "$work/copy of sources"
+CC=$(sed -n 's/^CMAKE_C_COMPILER:[A-Z]*=//p' "$build/CMakeCache.txt")
+CXX=$(sed -n 's/^CMAKE_CXX_COMPILER:[A-Z]*=//p' "$build/CMakeCache.txt")
+export CC CXX
 quietly cmake --preset release -B "$work/copy" -DKXL_BUILD_TESTS=OFF -DKXL_BUILD_EXAMPLES=OFF
 quietly cmake --build "$work/copy" --target "$target"
 package "$build" "$work/packages"
