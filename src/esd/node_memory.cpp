@@ -8,7 +8,8 @@ namespace esd {
 
 void* NodeMemory::TakePiece(std::size_t size, std::size_t alignment) {
   const std::size_t piece = std::max(nextPiece_, size + alignment);
-  // Not filled with zeros: the system gives pages as they are first written to.
+  // Not filled with zeros: the system gives pages as they are first written to. (libc++ 14 has no
+  // make_unique_for_overwrite.)
   std::unique_ptr<char[]> memory(new char[piece]);
   pieces_.push_back(std::move(memory));
   nextPiece_ = piece * 2;

@@ -19,7 +19,8 @@ namespace {
 
 // What is made here is never deleted: see the header.
 
-// A variable is one word, which a reader finds either as it was or as it is to be.
+// A variable is one word, which a reader finds either as it was or as it is to be. Boost's
+// reference, because libc++ 14 has none.
 void Store(char*& place, char* text) {
   boost::atomic_ref<char*>(place).store(text, boost::memory_order_release);
 }

@@ -31,6 +31,7 @@ class Version {
   std::string ToString() const;
 
   bool operator==(const Version&) const = default;
+  // Written out: libc++ 14 does not order arrays.
   std::strong_ordering operator<=>(const Version& other) const;
 
  private:
