@@ -204,7 +204,10 @@ TEST_F(Doctor, MendsOrTellsWhatToDo) {
   int rows = 0;
   Begin();
   EXPECT_EQ(Run("kxl doctor"), (std::pair(0, std::string("nothing is wrong\n"))));
+  // Not so in root's own home.
+  const bool canOthersRunIt = Run("kxl version", kMember).first != 127;
   for (const Damage& damage : kDamages) {
+    if (damage.as >= kMember && !canOthersRunIt) continue;
     if (IsRoot() ? damage.as == kUser : damage.as != kUser && damage.as != kAnybody) continue;
     if (!canMount_ && std::strstr(damage.doing, "mount ") != nullptr) continue;
     const As doctor = damage.as == kMembers ? kMember : kAnybody;
@@ -225,7 +228,7 @@ TEST_F(Doctor, MendsOrTellsWhatToDo) {
     }
   }
   std::printf("%d of %zu damages; the others need %s\n", rows, std::size(kDamages),
-              IsRoot() ? "an ordinary user, or mounts" : "root");
+              IsRoot() ? "an ordinary user, mounts, or a build that others can run" : "root");
   Begin();
 }
 
